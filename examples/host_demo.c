@@ -1,0 +1,2 @@
+#include "CorvelAlg.h"
+int main(void){return 0;}
