@@ -1,0 +1,59 @@
+# The two commands a user needs (both install what is missing first):
+#   make demo   build everything and run the bundled example host program
+#   make test   build and run every test: Release, ASan/UBSan, and the
+#               Windows DLL cross-build with its export check
+# Further targets: release, debug, asan, windows, bench, format, clean.
+
+CMAKE ?= cmake
+CTEST ?= ctest
+
+.PHONY: all deps release debug asan demo test test-release test-asan windows bench format clean
+
+all: release
+
+deps:
+	@scripts/install-deps.sh
+
+release: deps
+	$(CMAKE) --preset release
+	$(CMAKE) --build --preset release
+
+debug: deps
+	$(CMAKE) --preset debug
+	$(CMAKE) --build --preset debug
+
+asan: deps
+	$(CMAKE) --preset asan
+	$(CMAKE) --build --preset asan
+
+demo: release
+	@echo
+	./build/release/examples/host_demo
+
+test-release: release
+	$(CTEST) --preset release
+
+test-asan: asan
+	$(CTEST) --preset asan
+
+# The library as a Windows DLL, cross-compiled with MinGW-w64; checks that
+# it exports exactly what a Linux build does.
+windows:
+	@scripts/install-deps.sh windows
+	$(CMAKE) -S . -B build/mingw -G Ninja -DCMAKE_BUILD_TYPE=Release \
+	  -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake -DCORVEL_BUILD_TESTS=OFF
+	$(CMAKE) --build build/mingw
+	$(CMAKE) -DNM=x86_64-w64-mingw32-objdump -DLIBRARY=build/mingw/src/CorvelAlg.dll \
+	  -DHEADER=include/CorvelAlg.h -DEXPECTED=tests/exports.txt -P tests/cmake/check_exports.cmake
+
+test: test-release test-asan windows
+
+bench: release
+	./build/release/bench/corvel_bench
+
+format:
+	clang-format -i include/*.h $$(git ls-files 'src/*.cpp' 'src/*.h' 'tests/*.cpp' 'tests/*.h' \
+	  'bench/*.cpp' 'examples/*.c' 'tests/*.c')
+
+clean:
+	rm -rf build

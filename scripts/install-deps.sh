@@ -1,0 +1,33 @@
+#!/bin/sh
+# Installs what the build needs on a Debian machine, when it is missing.
+#   scripts/install-deps.sh            the native build and its tests
+#   scripts/install-deps.sh windows    the MinGW-w64 cross compiler as well
+# As root it installs with apt-get; otherwise it names what to install and
+# fails, so that nothing half-works.
+set -eu
+
+packages="cmake ninja-build g++ gcc pkgconf binutils libgtest-dev libbenchmark-dev"
+if [ "${1:-}" = windows ]; then
+    packages="$packages g++-mingw-w64-x86-64"
+fi
+
+missing=""
+for p in $packages; do
+    if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed"; then
+        missing="$missing $p"
+    fi
+done
+
+[ -z "$missing" ] && exit 0
+
+if [ "$(id -u)" -ne 0 ]; then
+    echo "missing packages:$missing" >&2
+    echo "install them with: sudo apt-get install$missing" >&2
+    exit 1
+fi
+
+echo "installing:$missing"
+export DEBIAN_FRONTEND=noninteractive
+apt-get update -qq
+# shellcheck disable=SC2086
+apt-get install -y -qq --no-install-recommends $missing >/dev/null
