@@ -80,21 +80,21 @@
 #include <stdint.h>
 
 /* ------------------------------------------------------------------------ */
-/* Export macro                                                             */
+/* Export macro */
 /* ------------------------------------------------------------------------ */
 
 #if defined(_WIN32) || defined(__CYGWIN__)
-#  if defined(CORVELALG_STATIC)
-#    define CORVELALG_API
-#  elif defined(CORVELALG_BUILDING)
-#    define CORVELALG_API __declspec(dllexport)
-#  else
-#    define CORVELALG_API __declspec(dllimport)
-#  endif
-#elif defined(__GNUC__) || defined(__clang__)
-#  define CORVELALG_API __attribute__((visibility("default")))
+#if defined(CORVELALG_STATIC)
+#define CORVELALG_API
+#elif defined(CORVELALG_BUILDING)
+#define CORVELALG_API __declspec(dllexport)
 #else
-#  define CORVELALG_API
+#define CORVELALG_API __declspec(dllimport)
+#endif
+#elif defined(__GNUC__) || defined(__clang__)
+#define CORVELALG_API __attribute__((visibility("default")))
+#else
+#define CORVELALG_API
 #endif
 
 #ifdef __cplusplus
@@ -102,7 +102,7 @@ extern "C" {
 #endif
 
 /* ------------------------------------------------------------------------ */
-/* Version and status codes                                                 */
+/* Version and status codes */
 /* ------------------------------------------------------------------------ */
 
 /* The version this header describes; version() returns the library's. */
@@ -120,7 +120,7 @@ extern "C" {
 #define ALG_LAST_ERROR_CAPACITY 256
 
 /* ------------------------------------------------------------------------ */
-/* Caller records                                                           */
+/* Caller records */
 /* ------------------------------------------------------------------------ */
 
 /*
@@ -138,92 +138,92 @@ extern "C" {
  * analysis; test_fitting_result() examines them to check the layout.
  */
 typedef struct WellCurveInfo {
-    double steepestIndex;   /*   0: 0-based index of the steepest rise       */
-    double crossingRatio;   /*   8: ratio of the values bracketing the Ct    */
-    double reserved1;       /*  16                                           */
-    double stepRise;        /*  24: larger of two one-cycle rises            */
-    double maxSlope;        /*  32: largest slope of the tilt-corrected curve */
-    double reserved2;       /*  40                                           */
-    double cycle3Value;     /*  48: curve value at cycle 3                   */
-    double maxValue;        /*  56: largest value of the curve               */
-    double reserved3;       /*  64                                           */
-    double reserved4;       /*  72                                           */
-    double baselineSlope;   /*  80: slope of the baseline line               */
-    double reserved5;       /*  88                                           */
-    int16_t baselineStart;  /*  96: first baseline cycle, 1-based; 0 = auto  */
-    int16_t baselineEnd;    /*  98: 0-based last baseline index; 0 = auto    */
-    int16_t reservedShort;  /* 100                                           */
-    /* 102: two bytes of alignment padding, never read or written */
-    double sigmoidTop;      /* 104: logistic plateau height                  */
-    double sigmoidMid;      /* 112: logistic midpoint cycle                  */
-    double sigmoidRate;     /* 120: logistic steepness per cycle             */
-    double baselineNoise;   /* 128: population SD of the baseline window     */
-    uint8_t lowSignal;      /* 136: set to 1 when the maximum is below 300   */
-    uint8_t noRise;         /* 137: set to 1 when the curve does not rise    */
-    uint8_t reservedFlags[6]; /* 138                                         */
+  double steepestIndex;  /* 0: 0-based index of the steepest rise */
+  double crossingRatio;  /* 8: ratio of the values bracketing the Ct */
+  double reserved1;      /* 16 */
+  double stepRise;       /* 24: larger of two one-cycle rises */
+  double maxSlope;       /* 32: largest slope of the tilt-corrected curve */
+  double reserved2;      /* 40 */
+  double cycle3Value;    /* 48: curve value at cycle 3 */
+  double maxValue;       /* 56: largest value of the curve */
+  double reserved3;      /* 64 */
+  double reserved4;      /* 72 */
+  double baselineSlope;  /* 80: slope of the baseline line */
+  double reserved5;      /* 88 */
+  int16_t baselineStart; /* 96: first baseline cycle, 1-based; 0 = auto */
+  int16_t baselineEnd;   /* 98: 0-based last baseline index; 0 = auto */
+  int16_t reservedShort; /* 100 */
+  /* 102: two bytes of alignment padding, never read or written */
+  double sigmoidTop;        /* 104: logistic plateau height */
+  double sigmoidMid;        /* 112: logistic midpoint cycle */
+  double sigmoidRate;       /* 120: logistic steepness per cycle */
+  double baselineNoise;     /* 128: population SD of the baseline window */
+  uint8_t lowSignal;        /* 136: set to 1 when the maximum is below 300 */
+  uint8_t noRise;           /* 137: set to 1 when the curve does not rise */
+  uint8_t reservedFlags[6]; /* 138 */
 } WellCurveInfo;
 
 /* A straight line y = slope * x + intercept with its goodness of fit. */
 typedef struct LinearFit {
-    double slope;
-    double intercept;
-    double rmse;     /* sqrt(sum of squared residuals / n) */
-    double rSquared; /* 1 - SSE / SST */
+  double slope;
+  double intercept;
+  double rmse;     /* sqrt(sum of squared residuals / n) */
+  double rSquared; /* 1 - SSE / SST */
 } LinearFit;
 
 /* Options of alg_calc_rq(), five 32-bit integers. */
 typedef struct RqOptions {
-    int32_t modeA;           /* 1 = Ct mode, 2 = quantity mode             */
-    int32_t modeB;           /* second mode field, same codes              */
-    int32_t errorBarType;    /* 1 = Student t interval, 2 = multiple of SD */
-    int32_t confidenceIndex; /* 0..5 = 95, 97, 99, 99.5, 99.7, 99.9 %      */
-    int32_t sdMultiple;      /* k for errorBarType 2                        */
+  int32_t modeA;           /* 1 = Ct mode, 2 = quantity mode */
+  int32_t modeB;           /* second mode field, same codes */
+  int32_t errorBarType;    /* 1 = Student t interval, 2 = multiple of SD */
+  int32_t confidenceIndex; /* 0..5 = 95, 97, 99, 99.5, 99.7, 99.9 % */
+  int32_t sdMultiple;      /* k for errorBarType 2 */
 } RqOptions;
 
 /* Result of alg_calc_rq(), seven doubles. */
 typedef struct RqResult {
-    double value; /* copied from the summary                            */
-    double sd;    /* copied from the summary                            */
-    double se;    /* copied from the summary                            */
-    double rq;    /* relative quantity                                  */
-    double lower; /* lower end of the error bar                         */
-    double upper; /* upper end of the error bar                         */
-    double ddct;  /* value - calibrator; written only in Ct form        */
+  double value; /* copied from the summary */
+  double sd;    /* copied from the summary */
+  double se;    /* copied from the summary */
+  double rq;    /* relative quantity */
+  double lower; /* lower end of the error bar */
+  double upper; /* upper end of the error bar */
+  double ddct;  /* value - calibrator; written only in Ct form */
 } RqResult;
 
 /* Options of a multi-Gaussian model, 40 bytes, copied whole at creation. */
 typedef struct MgfOptions {
-    uint64_t reserved0; /*  0: stored, never read                          */
-    uint64_t reserved1; /*  8: stored, never read                          */
-    double peakWidth;   /* 16: expected melting peak width, in x units     */
-    uint64_t reserved2; /* 24: stored, never read                          */
-    double reserved3;   /* 32: stored, never read                          */
+  uint64_t reserved0; /* 0: stored, never read */
+  uint64_t reserved1; /* 8: stored, never read */
+  double peakWidth;   /* 16: expected melting peak width, in x units */
+  uint64_t reserved2; /* 24: stored, never read */
+  double reserved3;   /* 32: stored, never read */
 } MgfOptions;
 
 /* Sigmoid background of a synthetic melting curve. */
 typedef struct MeltBackground {
-    double level;          /* A, the plateau level                  */
-    double midTemperature; /* T_m, in x units                       */
-    double steepness;      /* k, per x unit                         */
+  double level;          /* A, the plateau level */
+  double midTemperature; /* T_m, in x units */
+  double steepness;      /* k, per x unit */
 } MeltBackground;
 
 /* Limits of alg_mgf_coeff_filter(). Note the order: maximum before minimum. */
 typedef struct FilterLimits {
-    double minAmplitude; /* a peak passes when its amplitude is greater */
-    double maxFwhm;      /* ... its FWHM is at most this ...            */
-    double minFwhm;      /* ... and at least this                       */
+  double minAmplitude; /* a peak passes when its amplitude is greater */
+  double maxFwhm;      /* ... its FWHM is at most this ... */
+  double minFwhm;      /* ... and at least this */
 } FilterLimits;
 
 /* Opaque handles. */
-typedef struct GaussCoeff GaussCoeff; /* a set of Gaussian peaks        */
-typedef struct MgfModel MgfModel;     /* a curve to describe with them  */
+typedef struct GaussCoeff GaussCoeff; /* a set of Gaussian peaks */
+typedef struct MgfModel MgfModel;     /* a curve to describe with them */
 
 /* Compile-time checks of the binary layouts above. */
 #ifdef __cplusplus
-#  define CORVELALG_LAYOUT_CHECK(cond, name) static_assert(cond, #name)
+#define CORVELALG_LAYOUT_CHECK(cond, name) static_assert(cond, #name)
 #else
-#  define CORVELALG_LAYOUT_CHECK(cond, name) \
-      typedef char corvelalg_layout_check_##name[(cond) ? 1 : -1]
+#define CORVELALG_LAYOUT_CHECK(cond, name) \
+  typedef char corvelalg_layout_check_##name[(cond) ? 1 : -1]
 #endif
 CORVELALG_LAYOUT_CHECK(sizeof(int) == 4, int_is_32_bits);
 CORVELALG_LAYOUT_CHECK(sizeof(double) == 8, double_is_64_bits);
@@ -259,7 +259,7 @@ CORVELALG_LAYOUT_CHECK(sizeof(FilterLimits) == 24, filter_limits_size);
 CORVELALG_LAYOUT_CHECK(offsetof(FilterLimits, minFwhm) == 16, filter_limits_min_fwhm);
 
 /* ======================================================================== */
-/* Frame and diagnostics                                                    */
+/* Frame and diagnostics */
 /* ======================================================================== */
 
 /*
@@ -271,7 +271,7 @@ CORVELALG_LAYOUT_CHECK(offsetof(FilterLimits, minFwhm) == 16, filter_limits_min_
  * is neither cleared nor changed by this function. The pointer stays valid
  * for the life of the library; its contents change with the next call.
  */
-CORVELALG_API const char *get_last_error(void);
+CORVELALG_API const char* get_last_error(void);
 
 /*
  * version - the library's version string, "1.1.2".
@@ -280,7 +280,7 @@ CORVELALG_API const char *get_last_error(void);
  * last-error buffer. Compare it with CORVELALG_VERSION_STRING to detect a
  * header/library mismatch.
  */
-CORVELALG_API const char *version(void);
+CORVELALG_API const char* version(void);
 
 /*
  * alg_darray_release - releases a result array.
@@ -290,10 +290,10 @@ CORVELALG_API const char *version(void);
  * freed and the caller's pointer set to NULL; otherwise nothing happens.
  * Empties the last-error buffer. Always returns ALG_STATUS_OK.
  */
-CORVELALG_API int alg_darray_release(double **array);
+CORVELALG_API int alg_darray_release(double** array);
 
 /* ======================================================================== */
-/* Smoothing, interpolation and grids                                       */
+/* Smoothing, interpolation and grids */
 /* ======================================================================== */
 
 /*
@@ -305,7 +305,7 @@ CORVELALG_API int alg_darray_release(double **array);
  * 5 values or fewer are left unchanged; the last value is never changed.
  * Statuses: 0; 100 when memory runs out (data then unchanged).
  */
-CORVELALG_API int alg_run_smooth(double *data, size_t count);
+CORVELALG_API int alg_run_smooth(double* data, size_t count);
 
 /*
  * alg_super_smooth - centred moving average, in place.
@@ -316,7 +316,7 @@ CORVELALG_API int alg_run_smooth(double *data, size_t count);
  * are negative, no value falls in any window and every result is NaN.
  * Statuses: 0; 100 when memory runs out (data then unchanged).
  */
-CORVELALG_API int alg_super_smooth(double *data, size_t count, uint32_t halfWidth);
+CORVELALG_API int alg_super_smooth(double* data, size_t count, uint32_t halfWidth);
 
 /*
  * alg_cubic_interpolation - natural cubic spline through (x[i], y[i]).
@@ -328,8 +328,8 @@ CORVELALG_API int alg_super_smooth(double *data, size_t count, uint32_t halfWidt
  * Statuses: 0; 10 when n < 3; 100 when memory runs out. yq is written only
  * on success.
  */
-CORVELALG_API int alg_cubic_interpolation(const double *x, const double *y, size_t n,
-                                          const double *xq, double *yq, size_t m);
+CORVELALG_API int alg_cubic_interpolation(const double* x, const double* y, size_t n,
+                                          const double* xq, double* yq, size_t m);
 
 /*
  * alg_interpolation_x - a uniform grid over the span of x.
@@ -344,7 +344,7 @@ CORVELALG_API int alg_cubic_interpolation(const double *x, const double *y, size
  * bits ("bad array new length", refused before allocating). out is written
  * only on success.
  */
-CORVELALG_API int alg_interpolation_x(const double *x, size_t n, int64_t factor, double *out);
+CORVELALG_API int alg_interpolation_x(const double* x, size_t n, int64_t factor, double* out);
 
 /*
  * alg_increasing - an arithmetic progression.
@@ -354,10 +354,10 @@ CORVELALG_API int alg_interpolation_x(const double *x, size_t n, int64_t factor,
  * running sum). Statuses: 0; 10 when count is 0; 100 when memory runs out.
  * out is written only on success.
  */
-CORVELALG_API int alg_increasing(double start, double step, size_t count, double *out);
+CORVELALG_API int alg_increasing(double start, double step, size_t count, double* out);
 
 /* ======================================================================== */
-/* Amplification curves                                                     */
+/* Amplification curves */
 /* ======================================================================== */
 
 /*
@@ -374,8 +374,8 @@ CORVELALG_API int alg_increasing(double start, double step, size_t count, double
  * baseline window lies outside the curve; 100 when memory runs out.
  * Records of wells analysed before a failure keep what was written.
  */
-CORVELALG_API int alg_calc_threshold(WellCurveInfo *infos, size_t recCount, const double *data,
-                                     size_t wellCount, size_t cycleCount, double *thresholdOut);
+CORVELALG_API int alg_calc_threshold(WellCurveInfo* infos, size_t recCount, const double* data,
+                                     size_t wellCount, size_t cycleCount, double* thresholdOut);
 
 /*
  * alg_linear_batch_calc_ct - Ct of every well by threshold crossing.
@@ -390,9 +390,9 @@ CORVELALG_API int alg_calc_threshold(WellCurveInfo *infos, size_t recCount, cons
  * caller-given baseline window lies outside the curve; 100 when memory runs
  * out. On failure nothing is written to curvesOut or ctOut.
  */
-CORVELALG_API int alg_linear_batch_calc_ct(WellCurveInfo *infos, size_t ctCount, double threshold,
-                                           const double *data, size_t wellCount, size_t cycleCount,
-                                           double *curvesOut, double *ctOut);
+CORVELALG_API int alg_linear_batch_calc_ct(WellCurveInfo* infos, size_t ctCount, double threshold,
+                                           const double* data, size_t wellCount, size_t cycleCount,
+                                           double* curvesOut, double* ctOut);
 
 /*
  * alg_sigmoid - evaluates f(x) = a / (1 + exp(-(x - x0) * b)) in place.
@@ -400,7 +400,7 @@ CORVELALG_API int alg_linear_batch_calc_ct(WellCurveInfo *infos, size_t ctCount,
  * params: a, x0, b. x: count abscissae, replaced by f(x).
  * Statuses: 0; 100 when memory runs out (x then unchanged).
  */
-CORVELALG_API int alg_sigmoid(const double *params, double *x, size_t count);
+CORVELALG_API int alg_sigmoid(const double* params, double* x, size_t count);
 
 /*
  * alg_sigmoid_batch_calc_ct - Ct of every well from its logistic fit.
@@ -411,8 +411,8 @@ CORVELALG_API int alg_sigmoid(const double *params, double *x, size_t count);
  * plateau is below 10 or the steepness below 0.01.
  * Statuses: 0; 100 when memory runs out.
  */
-CORVELALG_API int alg_sigmoid_batch_calc_ct(const WellCurveInfo *wells, size_t count,
-                                            uint64_t reserved, double *ctOut);
+CORVELALG_API int alg_sigmoid_batch_calc_ct(const WellCurveInfo* wells, size_t count,
+                                            uint64_t reserved, double* ctOut);
 
 /*
  * alg_sample_data_fitting - parabola fit of a curve sampled at cycles 1..n.
@@ -422,7 +422,7 @@ CORVELALG_API int alg_sigmoid_batch_calc_ct(const WellCurveInfo *wells, size_t c
  * 11. Statuses: 0; 10 for fewer than three samples; 100 when memory runs
  * out. result is written only on success.
  */
-CORVELALG_API int alg_sample_data_fitting(const double *samples, size_t count, double *result);
+CORVELALG_API int alg_sample_data_fitting(const double* samples, size_t count, double* result);
 
 /*
  * test_fitting_result - checks the caller's WellCurveInfo layout.
@@ -435,10 +435,10 @@ CORVELALG_API int alg_sample_data_fitting(const double *samples, size_t count, d
  * changes in place. Returns 0 or 10 only. Does not use the last-error
  * buffer and allocates nothing.
  */
-CORVELALG_API int test_fitting_result(WellCurveInfo *record);
+CORVELALG_API int test_fitting_result(WellCurveInfo* record);
 
 /* ======================================================================== */
-/* Quantification                                                           */
+/* Quantification */
 /* ======================================================================== */
 
 /*
@@ -449,8 +449,8 @@ CORVELALG_API int test_fitting_result(WellCurveInfo *record);
  * fields become NaN or infinite as the arithmetic gives them.
  * Statuses: 0; 10 when xCount != yCount; 100 when memory runs out.
  */
-CORVELALG_API int alg_calc_standard(const double *x, size_t xCount, const double *y, size_t yCount,
-                                    LinearFit *result);
+CORVELALG_API int alg_calc_standard(const double* x, size_t xCount, const double* y, size_t yCount,
+                                    LinearFit* result);
 
 /*
  * alg_calc_rq - relative quantity with an error bar.
@@ -464,8 +464,8 @@ CORVELALG_API int alg_calc_standard(const double *x, size_t xCount, const double
  * values; 20 for a count outside 4..97 or a confidence index outside 0..5
  * with the Student t error bar; 100 when memory runs out.
  */
-CORVELALG_API int alg_calc_rq(const RqOptions *options, const double *summary, size_t summaryCount,
-                              double calibrator, RqResult *result);
+CORVELALG_API int alg_calc_rq(const RqOptions* options, const double* summary, size_t summaryCount,
+                              double calibrator, RqResult* result);
 
 /*
  * alg_calc_sd - replicate statistics of a target and housekeeping genes.
@@ -480,11 +480,11 @@ CORVELALG_API int alg_calc_rq(const RqOptions *options, const double *summary, s
  * or an empty target or housekeeping group; 100 when memory runs out
  * (including absurd counts). On failure the out-parameters are unchanged.
  */
-CORVELALG_API int alg_calc_sd(const int32_t *mode, const double *data, size_t count,
-                              double **result, size_t *resultCount);
+CORVELALG_API int alg_calc_sd(const int32_t* mode, const double* data, size_t count,
+                              double** result, size_t* resultCount);
 
 /* ======================================================================== */
-/* Melting curves                                                           */
+/* Melting curves */
 /* ======================================================================== */
 
 /*
@@ -499,8 +499,8 @@ CORVELALG_API int alg_calc_sd(const int32_t *mode, const double *data, size_t co
  * 5-degree start correction; 100 when memory runs out. On failure the
  * out-parameters are unchanged.
  */
-CORVELALG_API int alg_melting(size_t count, const double *temperatures, const double *fluorescence,
-                              size_t *outCount, double **outTemperatures, double **outDerivative);
+CORVELALG_API int alg_melting(size_t count, const double* temperatures, const double* fluorescence,
+                              size_t* outCount, double** outTemperatures, double** outDerivative);
 
 /*
  * alg_melting_normalization - removes the noise floor of a curve, in place.
@@ -509,10 +509,10 @@ CORVELALG_API int alg_melting(size_t count, const double *temperatures, const do
  * negative values, become 0; values above a positive floor are lowered by
  * it. Statuses: 0; 100 when memory runs out (values then unchanged).
  */
-CORVELALG_API int alg_melting_normalization(double *values, size_t count);
+CORVELALG_API int alg_melting_normalization(double* values, size_t count);
 
 /* ======================================================================== */
-/* Multi-Gaussian peak fitting                                              */
+/* Multi-Gaussian peak fitting */
 /* ======================================================================== */
 
 /*
@@ -522,7 +522,7 @@ CORVELALG_API int alg_melting_normalization(double *values, size_t count);
  * widths as standard deviations). Release it with alg_gausscoeff_release().
  * Statuses: 0; 100 when memory runs out (*out then unchanged).
  */
-CORVELALG_API int alg_create_gausscoeff(GaussCoeff **out);
+CORVELALG_API int alg_create_gausscoeff(GaussCoeff** out);
 
 /*
  * alg_set_gausscoeff_data - replaces the three arrays of a set.
@@ -534,10 +534,10 @@ CORVELALG_API int alg_create_gausscoeff(GaussCoeff **out);
  * failure keep their new contents, the one that failed is left empty, the
  * later ones keep their old contents.
  */
-CORVELALG_API int alg_set_gausscoeff_data(GaussCoeff *coeff, size_t amplitudeCount,
-                                          const double *amplitudes, size_t centerCount,
-                                          const double *centers, size_t widthCount,
-                                          const double *widths);
+CORVELALG_API int alg_set_gausscoeff_data(GaussCoeff* coeff, size_t amplitudeCount,
+                                          const double* amplitudes, size_t centerCount,
+                                          const double* centers, size_t widthCount,
+                                          const double* widths);
 
 /*
  * alg_get_gausscoeff_data - copies the three arrays of a set out.
@@ -547,16 +547,15 @@ CORVELALG_API int alg_set_gausscoeff_data(GaussCoeff *coeff, size_t amplitudeCou
  * of 0. Statuses: 0; 100 when memory runs out: the counts are written, every
  * array pointer is NULL and nothing stays allocated.
  */
-CORVELALG_API int alg_get_gausscoeff_data(const GaussCoeff *coeff, size_t *amplitudeCount,
-                                          double **amplitudes, size_t *centerCount,
-                                          double **centers, size_t *widthCount,
-                                          double **widths);
+CORVELALG_API int alg_get_gausscoeff_data(const GaussCoeff* coeff, size_t* amplitudeCount,
+                                          double** amplitudes, size_t* centerCount,
+                                          double** centers, size_t* widthCount, double** widths);
 
 /*
  * alg_gausscoeff_release - frees a set and sets *coeff to NULL.
  * Accepts NULL and a NULL handle. Always returns 0.
  */
-CORVELALG_API int alg_gausscoeff_release(GaussCoeff **coeff);
+CORVELALG_API int alg_gausscoeff_release(GaussCoeff** coeff);
 
 /*
  * alg_mgf_create - packs a curve and its options into a model handle.
@@ -566,14 +565,14 @@ CORVELALG_API int alg_gausscoeff_release(GaussCoeff **coeff);
  * release it with alg_mgf_release().
  * Statuses: 0; 100 when memory runs out (*out then unchanged).
  */
-CORVELALG_API int alg_mgf_create(const double *x, size_t xCount, const double *y, size_t yCount,
-                                 const MgfOptions *options, MgfModel **out);
+CORVELALG_API int alg_mgf_create(const double* x, size_t xCount, const double* y, size_t yCount,
+                                 const MgfOptions* options, MgfModel** out);
 
 /*
  * alg_mgf_release - frees a model and sets *model to NULL.
  * Accepts NULL and a NULL handle. Always returns 0.
  */
-CORVELALG_API int alg_mgf_release(MgfModel **model);
+CORVELALG_API int alg_mgf_release(MgfModel** model);
 
 /*
  * alg_mgf_multi_gauss - evaluates the sum of the peaks on the model's grid.
@@ -583,8 +582,8 @@ CORVELALG_API int alg_mgf_release(MgfModel **model);
  * when the model's x and y counts differ and the set has peaks; 100 when
  * memory runs out.
  */
-CORVELALG_API int alg_mgf_multi_gauss(const MgfModel *model, const GaussCoeff *coeff,
-                                      double **values, size_t *valueCount);
+CORVELALG_API int alg_mgf_multi_gauss(const MgfModel* model, const GaussCoeff* coeff,
+                                      double** values, size_t* valueCount);
 
 /*
  * alg_mgf_solve - fits the peaks of a set to the model's curve, in place.
@@ -597,7 +596,7 @@ CORVELALG_API int alg_mgf_multi_gauss(const MgfModel *model, const GaussCoeff *c
  * differ, or the damped normal matrix becomes singular; 100 when memory
  * runs out.
  */
-CORVELALG_API int alg_mgf_solve(const MgfModel *model, GaussCoeff *coeff);
+CORVELALG_API int alg_mgf_solve(const MgfModel* model, GaussCoeff* coeff);
 
 /*
  * alg_mgf_local_max_value_id - one start peak per local maximum of a model.
@@ -609,7 +608,7 @@ CORVELALG_API int alg_mgf_solve(const MgfModel *model, GaussCoeff *coeff);
  * y values, or a half-window that reaches past both ends of the curve; 100
  * for a maximum of 0 or below, or when memory runs out.
  */
-CORVELALG_API int alg_mgf_local_max_value_id(const MgfModel *model, GaussCoeff **out);
+CORVELALG_API int alg_mgf_local_max_value_id(const MgfModel* model, GaussCoeff** out);
 
 /*
  * alg_mgf_local_max_value_id_origin - start peaks of a plain curve.
@@ -617,9 +616,8 @@ CORVELALG_API int alg_mgf_local_max_value_id(const MgfModel *model, GaussCoeff *
  * As alg_mgf_local_max_value_id(), with every width fixed at 1.7.
  * Statuses: 0; 10 when x has fewer values than y; 100 when memory runs out.
  */
-CORVELALG_API int alg_mgf_local_max_value_id_origin(const double *x, size_t xCount,
-                                                    const double *y, size_t yCount,
-                                                    GaussCoeff **out);
+CORVELALG_API int alg_mgf_local_max_value_id_origin(const double* x, size_t xCount, const double* y,
+                                                    size_t yCount, GaussCoeff** out);
 
 /*
  * alg_mgf_melting_stimulate - synthetic melting curve on the model's grid.
@@ -631,9 +629,9 @@ CORVELALG_API int alg_mgf_local_max_value_id_origin(const double *x, size_t xCou
  * too short for the default peak or the background scan, or when the set has
  * fewer amplitudes or widths than centres; 100 when memory runs out.
  */
-CORVELALG_API int alg_mgf_melting_stimulate(const MgfModel *model, const GaussCoeff *coeff,
-                                            MeltBackground *background, double **values,
-                                            size_t *valueCount);
+CORVELALG_API int alg_mgf_melting_stimulate(const MgfModel* model, const GaussCoeff* coeff,
+                                            MeltBackground* background, double** values,
+                                            size_t* valueCount);
 
 /*
  * alg_mgf_melting_stim_peak - synthetic melting curve at the peak centres.
@@ -642,9 +640,9 @@ CORVELALG_API int alg_mgf_melting_stimulate(const MgfModel *model, const GaussCo
  * the set's centres only (one value per peak).
  * Statuses: as alg_mgf_melting_stimulate().
  */
-CORVELALG_API int alg_mgf_melting_stim_peak(const MgfModel *model, const GaussCoeff *coeff,
-                                            const MeltBackground *background, double **values,
-                                            size_t *valueCount);
+CORVELALG_API int alg_mgf_melting_stim_peak(const MgfModel* model, const GaussCoeff* coeff,
+                                            const MeltBackground* background, double** values,
+                                            size_t* valueCount);
 
 /*
  * alg_mgf_coeff_filter - keeps the plausible peaks of a set.
@@ -655,8 +653,8 @@ CORVELALG_API int alg_mgf_melting_stim_peak(const MgfModel *model, const GaussCo
  * Statuses: 0; 10 when the set's counts differ ("GaussCoeff" message); 100
  * when memory runs out (*out then unchanged).
  */
-CORVELALG_API int alg_mgf_coeff_filter(const FilterLimits *limits, const GaussCoeff *coeff,
-                                       GaussCoeff **out);
+CORVELALG_API int alg_mgf_coeff_filter(const FilterLimits* limits, const GaussCoeff* coeff,
+                                       GaussCoeff** out);
 
 #ifdef __cplusplus
 } /* extern "C" */

@@ -9,9 +9,13 @@ constexpr char kVersion[] = "1.1.2";
 
 extern "C" {
 
-CORVELALG_API const char* get_last_error(void) { return corvel::api::lastErrorBuffer(); }
+CORVELALG_API const char* get_last_error(void) {
+  return corvel::api::lastErrorBuffer();
+}
 
-CORVELALG_API const char* version(void) { return kVersion; }
+CORVELALG_API const char* version(void) {
+  return kVersion;
+}
 
 CORVELALG_API int alg_darray_release(double** array) {
   corvel::api::clearLastError();

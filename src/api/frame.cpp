@@ -42,9 +42,13 @@ int statusOf(const std::exception& e) noexcept {
 
 }  // namespace
 
-char* lastErrorBuffer() noexcept { return gLastError; }
+char* lastErrorBuffer() noexcept {
+  return gLastError;
+}
 
-void clearLastError() noexcept { gLastError[0] = '\0'; }
+void clearLastError() noexcept {
+  gLastError[0] = '\0';
+}
 
 int reportFailure(const std::exception& e) noexcept {
   storeMessage(messageOf(e));

@@ -27,10 +27,10 @@ void handOutPair(const AlgVector& first, const AlgVector& second, std::size_t* c
 
 // One array of a stored record, for handOutStored().
 struct StoredArray {
-  const double* values;     // the record's array (null when count is 0)
-  std::size_t count;        // its stored length
-  double** pointerOut;      // caller's pointer out-parameter
-  std::size_t* countOut;    // caller's count out-parameter
+  const double* values;   // the record's array (null when count is 0)
+  std::size_t count;      // its stored length
+  double** pointerOut;    // caller's pointer out-parameter
+  std::size_t* countOut;  // caller's count out-parameter
 };
 
 // Hands out copies of several stored arrays: every pointer out-parameter is

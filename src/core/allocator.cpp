@@ -7,9 +7,13 @@
 
 namespace corvel {
 
-const char* AllocationFailure::what() const noexcept { return msg::kBadAllocation; }
+const char* AllocationFailure::what() const noexcept {
+  return msg::kBadAllocation;
+}
 
-const char* AllocationSizeFailure::what() const noexcept { return msg::kBadArrayNewLength; }
+const char* AllocationSizeFailure::what() const noexcept {
+  return msg::kBadArrayNewLength;
+}
 
 #ifdef CORVEL_FAULT_INJECTION
 namespace {
@@ -22,7 +26,9 @@ void failAllocation(std::uint64_t k) noexcept {
   tFailAt = k;
   tAttempts = 0;
 }
-std::uint64_t allocationsSinceArmed() noexcept { return tAttempts; }
+std::uint64_t allocationsSinceArmed() noexcept {
+  return tAttempts;
+}
 }  // namespace testing
 #endif
 
@@ -51,6 +57,8 @@ void* allocateBytes(std::size_t bytes) {
   }
 }
 
-void releaseBytes(void* block) noexcept { std::free(block); }
+void releaseBytes(void* block) noexcept {
+  std::free(block);
+}
 
 }  // namespace corvel

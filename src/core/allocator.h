@@ -32,7 +32,7 @@ inline constexpr std::size_t kUnrepresentableSize = SIZE_MAX;
 // so that an absurd count fails to allocate instead of coming out short.
 constexpr std::size_t saturatingProduct(std::size_t count, std::size_t elementSize) noexcept {
   return (elementSize != 0 && count > kUnrepresentableSize / elementSize) ? kUnrepresentableSize
-                                                                           : count * elementSize;
+                                                                          : count * elementSize;
 }
 
 // Byte size of count doubles, saturating.

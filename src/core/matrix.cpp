@@ -57,7 +57,9 @@ AlgMatrix& AlgMatrix::operator=(AlgMatrix&& other) noexcept {
   return *this;
 }
 
-AlgMatrix::~AlgMatrix() { releaseBytes(data_); }
+AlgMatrix::~AlgMatrix() {
+  releaseBytes(data_);
+}
 
 AlgMatrix AlgMatrix::identity(std::size_t n) {
   AlgMatrix m(n, n);

@@ -13,7 +13,9 @@ namespace corvel {
 namespace {
 
 // Room for n doubles, or null for n = 0 (an empty vector holds no storage).
-double* allocateStorage(std::size_t n) { return n == 0 ? nullptr : allocateDoubles(n); }
+double* allocateStorage(std::size_t n) {
+  return n == 0 ? nullptr : allocateDoubles(n);
+}
 
 void requireSameLength(const AlgVector& a, const AlgVector& b, const char* message) {
   if (a.size() != b.size()) throw std::invalid_argument(message);
@@ -51,7 +53,9 @@ AlgVector& AlgVector::operator=(AlgVector&& other) noexcept {
   return *this;
 }
 
-AlgVector::~AlgVector() { releaseBytes(data_); }
+AlgVector::~AlgVector() {
+  releaseBytes(data_);
+}
 
 AlgVector AlgVector::copyOf(const double* source, std::size_t n) {
   AlgVector v;
@@ -181,6 +185,8 @@ double sumOfSquares(const AlgVector& v) noexcept {
   return total;
 }
 
-double euclideanNorm(const AlgVector& v) noexcept { return std::sqrt(sumOfSquares(v)); }
+double euclideanNorm(const AlgVector& v) noexcept {
+  return std::sqrt(sumOfSquares(v));
+}
 
 }  // namespace corvel

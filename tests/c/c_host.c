@@ -1,2 +1,234 @@
+/*
+ * A host written in plain C99 against the shared library: the record
+ * layouts as a C compiler sees them, the diagnostics functions, the status
+ * codes and messages of a few exports, and the release of result arrays.
+ *
+ * Prints one line per failed check and a final "N passed, M failed" line;
+ * exits non-zero when a check failed.
+ */
+#include <stdio.h>
+#include <string.h>
+
 #include "CorvelAlg.h"
-int main(void) { return 0; }
+
+static int passed = 0;
+static int failed = 0;
+
+static void check(int ok, const char* what, int line) {
+  if (ok) {
+    ++passed;
+  } else {
+    ++failed;
+    printf("FAILED (line %d): %s\n", line, what);
+  }
+}
+
+#define CHECK(cond) check((cond) ? 1 : 0, #cond, __LINE__)
+
+/* Layout checks: the header asserts them at compile time; a host built by
+ * another compiler or with other packing options sees them here. */
+#define CHECK_SIZE(type, size) \
+  check(sizeof(type) == (size), "sizeof(" #type ") == " #size, __LINE__)
+#define CHECK_OFFSET(type, field, offset) \
+  check(offsetof(type, field) == (offset), "offsetof(" #type ", " #field ") == " #offset, __LINE__)
+
+/* The last error equals `expected` byte for byte, terminating NUL included. */
+static void check_message(const char* expected, const char* what, int line) {
+  const char* actual = get_last_error();
+  size_t i;
+  if (strcmp(actual, expected) == 0) {
+    check(1, what, line);
+    return;
+  }
+  check(0, what, line);
+  printf("    expected:");
+  for (i = 0; expected[i] != '\0'; ++i) printf(" %02x", (unsigned)(unsigned char)expected[i]);
+  printf("\n    actual:  ");
+  for (i = 0; actual[i] != '\0'; ++i) printf(" %02x", (unsigned)(unsigned char)actual[i]);
+  printf("\n");
+}
+
+#define CHECK_MESSAGE(expected) check_message((expected), "last error is " #expected, __LINE__)
+
+/* "length 长度必需大于0" and "数组过少无法操作。" in code page 936. */
+static const char length_message[] =
+    "length \xb3\xa4\xb6\xc8\xb1\xd8\xd0\xe8\xb4\xf3\xd3\xda"
+    "0";
+static const char too_few_message[] =
+    "\xca\xfd\xd7\xe9\xb9\xfd\xc9\xd9\xce\xde\xb7\xa8\xb2\xd9\xd7\xf7\xa1\xa3";
+
+static const double guard = -9.87654321e300;
+
+static void fill(double* values, size_t count) {
+  size_t i;
+  for (i = 0; i < count; ++i) values[i] = guard;
+}
+
+static int untouched(const double* values, size_t from, size_t count) {
+  size_t i;
+  for (i = from; i < count; ++i) {
+    if (values[i] != guard) return 0;
+  }
+  return 1;
+}
+
+static void check_layouts(void) {
+  CHECK_SIZE(WellCurveInfo, 144);
+  CHECK_OFFSET(WellCurveInfo, steepestIndex, 0);
+  CHECK_OFFSET(WellCurveInfo, crossingRatio, 8);
+  CHECK_OFFSET(WellCurveInfo, reserved1, 16);
+  CHECK_OFFSET(WellCurveInfo, stepRise, 24);
+  CHECK_OFFSET(WellCurveInfo, maxSlope, 32);
+  CHECK_OFFSET(WellCurveInfo, reserved2, 40);
+  CHECK_OFFSET(WellCurveInfo, cycle3Value, 48);
+  CHECK_OFFSET(WellCurveInfo, maxValue, 56);
+  CHECK_OFFSET(WellCurveInfo, reserved3, 64);
+  CHECK_OFFSET(WellCurveInfo, reserved4, 72);
+  CHECK_OFFSET(WellCurveInfo, baselineSlope, 80);
+  CHECK_OFFSET(WellCurveInfo, reserved5, 88);
+  CHECK_OFFSET(WellCurveInfo, baselineStart, 96);
+  CHECK_OFFSET(WellCurveInfo, baselineEnd, 98);
+  CHECK_OFFSET(WellCurveInfo, reservedShort, 100);
+  CHECK_OFFSET(WellCurveInfo, sigmoidTop, 104);
+  CHECK_OFFSET(WellCurveInfo, sigmoidMid, 112);
+  CHECK_OFFSET(WellCurveInfo, sigmoidRate, 120);
+  CHECK_OFFSET(WellCurveInfo, baselineNoise, 128);
+  CHECK_OFFSET(WellCurveInfo, lowSignal, 136);
+  CHECK_OFFSET(WellCurveInfo, noRise, 137);
+  CHECK_OFFSET(WellCurveInfo, reservedFlags, 138);
+  CHECK_SIZE(((WellCurveInfo*)0)->reservedFlags, 6);
+
+  CHECK_SIZE(LinearFit, 32);
+  CHECK_OFFSET(LinearFit, slope, 0);
+  CHECK_OFFSET(LinearFit, intercept, 8);
+  CHECK_OFFSET(LinearFit, rmse, 16);
+  CHECK_OFFSET(LinearFit, rSquared, 24);
+
+  CHECK_SIZE(RqOptions, 20);
+  CHECK_OFFSET(RqOptions, modeA, 0);
+  CHECK_OFFSET(RqOptions, modeB, 4);
+  CHECK_OFFSET(RqOptions, errorBarType, 8);
+  CHECK_OFFSET(RqOptions, confidenceIndex, 12);
+  CHECK_OFFSET(RqOptions, sdMultiple, 16);
+
+  CHECK_SIZE(RqResult, 56);
+  CHECK_OFFSET(RqResult, value, 0);
+  CHECK_OFFSET(RqResult, sd, 8);
+  CHECK_OFFSET(RqResult, se, 16);
+  CHECK_OFFSET(RqResult, rq, 24);
+  CHECK_OFFSET(RqResult, lower, 32);
+  CHECK_OFFSET(RqResult, upper, 40);
+  CHECK_OFFSET(RqResult, ddct, 48);
+
+  CHECK_SIZE(MgfOptions, 40);
+  CHECK_OFFSET(MgfOptions, reserved0, 0);
+  CHECK_OFFSET(MgfOptions, reserved1, 8);
+  CHECK_OFFSET(MgfOptions, peakWidth, 16);
+  CHECK_OFFSET(MgfOptions, reserved2, 24);
+  CHECK_OFFSET(MgfOptions, reserved3, 32);
+
+  CHECK_SIZE(MeltBackground, 24);
+  CHECK_OFFSET(MeltBackground, level, 0);
+  CHECK_OFFSET(MeltBackground, midTemperature, 8);
+  CHECK_OFFSET(MeltBackground, steepness, 16);
+
+  CHECK_SIZE(FilterLimits, 24);
+  CHECK_OFFSET(FilterLimits, minAmplitude, 0);
+  CHECK_OFFSET(FilterLimits, maxFwhm, 8);
+  CHECK_OFFSET(FilterLimits, minFwhm, 16);
+}
+
+static void check_diagnostics(void) {
+  CHECK(version() != NULL);
+  CHECK(strcmp(version(), "1.1.2") == 0);
+  CHECK(strcmp(version(), CORVELALG_VERSION_STRING) == 0);
+  CHECK(get_last_error() == get_last_error());
+}
+
+static void check_increasing(void) {
+  double out[6];
+  int status;
+
+  fill(out, 6);
+  status = alg_increasing(1.0, 0.5, 4, out);
+  CHECK(status == ALG_STATUS_OK);
+  CHECK(out[0] == 1.0 && out[1] == 1.5 && out[2] == 2.0 && out[3] == 2.5);
+  CHECK(untouched(out, 4, 6));
+  CHECK_MESSAGE("");
+
+  fill(out, 6);
+  status = alg_increasing(1.0, 0.5, 0, out);
+  CHECK(status == ALG_STATUS_INVALID_ARGUMENT);
+  CHECK_MESSAGE(length_message);
+  CHECK(untouched(out, 0, 6));
+
+  /* The message survives reading it and asking for the version. */
+  CHECK_MESSAGE(length_message);
+  CHECK(strcmp(version(), "1.1.2") == 0);
+  CHECK_MESSAGE(length_message);
+
+  /* An absurd count cannot be allocated. */
+  status = alg_increasing(1.0, 0.5, (size_t)-1, out);
+  CHECK(status == ALG_STATUS_FAILURE);
+  CHECK_MESSAGE("bad array new length");
+  CHECK(untouched(out, 0, 6));
+}
+
+static void check_interpolation(void) {
+  const double x[3] = {20.0, 95.0, 22.0};
+  double out[11];
+  int status;
+  int i;
+  int exact = 1;
+
+  fill(out, 11);
+  status = alg_interpolation_x(x, 3, 4, out);
+  CHECK(status == ALG_STATUS_OK);
+  for (i = 0; i < 9; ++i) {
+    if (out[i] != 20.0 + 0.25 * i) exact = 0;
+  }
+  CHECK(exact);
+  CHECK(untouched(out, 9, 11));
+
+  fill(out, 11);
+  status = alg_interpolation_x(x, 2, 4, out);
+  CHECK(status == ALG_STATUS_INVALID_ARGUMENT);
+  CHECK_MESSAGE(too_few_message);
+  CHECK(untouched(out, 0, 11));
+
+  status = alg_interpolation_x(x, 3, -1, out);
+  CHECK(status == ALG_STATUS_FAILURE);
+  CHECK_MESSAGE("bad array new length");
+  CHECK(untouched(out, 0, 11));
+}
+
+static void check_release(void) {
+  double* nothing = NULL;
+  int status;
+
+  /* Leave a message, then see the release empty it. */
+  status = alg_increasing(0.0, 1.0, 0, NULL);
+  CHECK(status == ALG_STATUS_INVALID_ARGUMENT);
+  CHECK_MESSAGE(length_message);
+  status = alg_darray_release(NULL);
+  CHECK(status == ALG_STATUS_OK);
+  CHECK_MESSAGE("");
+
+  status = alg_darray_release(&nothing);
+  CHECK(status == ALG_STATUS_OK);
+  CHECK(nothing == NULL);
+}
+
+int main(void) {
+  /* Before any call has failed the buffer is empty. */
+  CHECK_MESSAGE("");
+
+  check_layouts();
+  check_diagnostics();
+  check_increasing();
+  check_interpolation();
+  check_release();
+
+  printf("%d passed, %d failed\n", passed, failed);
+  return failed > 0 ? 1 : 0;
+}
