@@ -55,13 +55,13 @@ int reportFailure(const std::exception& e) noexcept {
   return statusOf(e);
 }
 
-void copyOutput(const AlgVector& values, double* out) noexcept {
-  if (!values.empty()) std::memcpy(out, values.data(), values.size() * sizeof(double));
-}
-
 int reportUnknownFailure() noexcept {
   storeMessage(msg::kUnknownException);
   return ALG_STATUS_FAILURE;
+}
+
+void copyOutput(const AlgVector& values, double* out) noexcept {
+  if (!values.empty()) std::memcpy(out, values.data(), values.size() * sizeof(double));
 }
 
 }  // namespace corvel::api
