@@ -19,6 +19,7 @@
 #include "core/messages.h"
 #include "core/vector.h"
 #include "support/expect.h"
+#include "support/fault_injection.h"
 
 namespace corvel {
 namespace {
@@ -438,20 +439,11 @@ TEST_F(AlgMatrixAllocationTest, FailedOperationsLeaveTheMatrixUnchanged) {
     const double* storage = m.data();
     // Fail the first, second, ... allocation until the operation gets
     // through; every failure must leave the matrix exactly as it was.
-    bool succeeded = false;
-    for (std::uint64_t k = 1; k <= 10 && !succeeded; ++k) {
-      testing::failAllocation(k);
-      try {
-        operation(m);
-        succeeded = true;
-      } catch (const AllocationFailure&) {
-        EXPECT_EQ(testing::allocationsSinceArmed(), k);
-        EXPECT_EQ(m.data(), storage);
-        EXPECT_EQ(contents(m), before);
-      }
-      testing::failAllocation(0);
-    }
-    EXPECT_TRUE(succeeded);
+    EXPECT_TRUE(test::failEachAllocationInTurn([&] { operation(m); },
+                                               [&] {
+                                                 EXPECT_EQ(m.data(), storage);
+                                                 EXPECT_EQ(contents(m), before);
+                                               }));
     EXPECT_NE(contents(m), before);
   }
 }

@@ -18,6 +18,7 @@
 #include "core/allocator.h"
 #include "core/messages.h"
 #include "support/expect.h"
+#include "support/fault_injection.h"
 
 namespace corvel {
 namespace {
@@ -276,20 +277,12 @@ TEST_F(AlgVectorAllocationTest, FailedOperationsLeaveTheTargetUnchanged) {
     const double* storage = target.data();
     // Fail the first, second, ... allocation until the operation gets
     // through; every failure must leave the target exactly as it was.
-    bool succeeded = false;
-    for (std::uint64_t k = 1; k <= 10 && !succeeded; ++k) {
-      testing::failAllocation(k);
-      try {
-        operation(target);
-        succeeded = true;
-      } catch (const AllocationFailure&) {
-        EXPECT_EQ(testing::allocationsSinceArmed(), k);
-        EXPECT_EQ(target.data(), storage);
-        EXPECT_EQ(elements(target), (std::vector<double>{1.0, 2.0, 3.0}));
-      }
-      testing::failAllocation(0);
-    }
-    EXPECT_TRUE(succeeded);
+    EXPECT_TRUE(test::failEachAllocationInTurn(
+        [&] { operation(target); },
+        [&] {
+          EXPECT_EQ(target.data(), storage);
+          EXPECT_EQ(elements(target), (std::vector<double>{1.0, 2.0, 3.0}));
+        }));
     EXPECT_NE(elements(target), (std::vector<double>{1.0, 2.0, 3.0}));
   }
   EXPECT_EQ(elements(source), (std::vector<double>{4.0, 5.0}));
