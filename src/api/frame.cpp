@@ -60,7 +60,12 @@ int reportUnknownFailure() noexcept {
   return ALG_STATUS_FAILURE;
 }
 
-void copyOutput(const AlgVector& values, double* out) noexcept {
+void requireArray(const void* array, std::size_t count) {
+  if (array == nullptr && count != 0) throw std::invalid_argument(msg::kNullData);
+}
+
+void copyOutput(const AlgVector& values, double* out) {
+  requireArray(out, values.size());
   if (!values.empty()) std::memcpy(out, values.data(), values.size() * sizeof(double));
 }
 

@@ -46,15 +46,21 @@ int guarded(Body&& body) noexcept {
   }
 }
 
+// A caller array of count elements must not be null unless count is 0:
+// std::invalid_argument ("the data must not be empty") otherwise.
+void requireArray(const void* array, std::size_t count);
+
 // The frame's copy of a caller array: count doubles into a fresh vector;
-// the pointer is not read when count is 0.
+// the pointer is not read when count is 0, and refused when null otherwise.
 inline AlgVector copyInput(const double* values, std::size_t count) {
+  requireArray(values, count);
   return AlgVector::copyOf(values, count);
 }
 
 // Copies a result into a caller-owned buffer of at least values.size()
-// doubles; nothing is written for an empty result.
-void copyOutput(const AlgVector& values, double* out) noexcept;
+// doubles; nothing is written for an empty result, and a null buffer for a
+// non-empty one is refused before anything is written.
+void copyOutput(const AlgVector& values, double* out);
 
 }  // namespace corvel::api
 

@@ -120,7 +120,7 @@ inline constexpr char kTooFewKnots[] =
 
 // 数据不能为空。
 // (the data must not be empty)
-inline constexpr char kNullKnots[] = "\xca\xfd\xbe\xdd\xb2\xbb\xc4\xdc\xce\xaa\xbf\xd5\xa1\xa3";
+inline constexpr char kNullData[] = "\xca\xfd\xbe\xdd\xb2\xbb\xc4\xdc\xce\xaa\xbf\xd5\xa1\xa3";
 
 // 数组长度应该相等。
 // (the arrays must have equal lengths)

@@ -61,7 +61,7 @@ std::vector<Message> chineseMessages() {
       CORVEL_MESSAGE(kKeepColumnsPastEnd, u8"超过最大列。"),
       CORVEL_MESSAGE(kNotSquare, u8"不是方阵，无法求逆矩阵。"),
       CORVEL_MESSAGE(kTooFewKnots, u8"数组长度应该大于等于3。"),
-      CORVEL_MESSAGE(kNullKnots, u8"数据不能为空。"),
+      CORVEL_MESSAGE(kNullData, u8"数据不能为空。"),
       CORVEL_MESSAGE(kKnotLengthsDiffer, u8"数组长度应该相等。"),
       CORVEL_MESSAGE(kTooFewGridValues, u8"数组过少无法操作。"),
       CORVEL_MESSAGE(kLengthNotPositive, u8"length 长度必需大于0"),
