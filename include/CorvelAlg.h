@@ -44,7 +44,9 @@
  * numbers of elements (size_t), never bytes. A function reads exactly the
  * number of elements it is told to: a count larger than the caller's array
  * is the caller's error and is not detected. A count of 0 never reads the
- * pointer. Inputs are copied before use; caller arrays change only where a
+ * pointer, which may then be NULL; a NULL array with a non-zero count is
+ * refused with ALG_STATUS_INVALID_ARGUMENT and "数据不能为空。" ("the data
+ * must not be empty") before anything is written. Inputs are copied before use; caller arrays change only where a
  * function says it works in place, and output buffers and records are
  * written only after the computation has succeeded, unless a function names
  * fields written earlier.
@@ -314,6 +316,9 @@ CORVELALG_API int alg_run_smooth(double* data, size_t count);
  * the values within halfWidth places of it that lie inside the curve. The
  * half-width is read as a signed 32-bit number: values of 2^31 and above
  * are negative, no value falls in any window and every result is NaN.
+ * Every mean sums its window in index order, so the work grows with
+ * count x (2 x halfWidth + 1) up to count^2; a half-width reaching across
+ * the whole curve costs one pass.
  * Statuses: 0; 100 when memory runs out (data then unchanged).
  */
 CORVELALG_API int alg_super_smooth(double* data, size_t count, uint32_t halfWidth);
@@ -325,8 +330,10 @@ CORVELALG_API int alg_super_smooth(double* data, size_t count, uint32_t halfWidt
  * non-finite results, unordered ones wrong pieces). xq: m query abscissae,
  * in any order; yq: room for m doubles, receives the spline's values.
  * Queries outside the knots extend the end pieces.
+ * The value at a query is formed as (dx*b + a) + (dx*c)*dx + ((dx*d)*dx)*dx
+ * with dx the distance from the start of its piece; a NaN query gives NaN.
  * Statuses: 0; 10 when n < 3; 100 when memory runs out. yq is written only
- * on success.
+ * on success; m = 0 writes nothing.
  */
 CORVELALG_API int alg_cubic_interpolation(const double* x, const double* y, size_t n,
                                           const double* xq, double* yq, size_t m);

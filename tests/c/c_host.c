@@ -1,7 +1,8 @@
 /*
  * A host written in plain C99 against the shared library: the record
- * layouts as a C compiler sees them, the diagnostics functions, the status
- * codes and messages of a few exports, and the release of result arrays.
+ * layouts as a C compiler sees them, the diagnostics functions, results,
+ * status codes and messages of the grid, smoothing and spline exports, and
+ * the release of result arrays.
  *
  * Prints one line per failed check and a final "N passed, M failed" line;
  * exits non-zero when a check failed.
@@ -56,6 +57,11 @@ static const char length_message[] =
     "0";
 static const char too_few_message[] =
     "\xca\xfd\xd7\xe9\xb9\xfd\xc9\xd9\xce\xde\xb7\xa8\xb2\xd9\xd7\xf7\xa1\xa3";
+
+/* "数组长度应该大于等于3。" in code page 936. */
+static const char too_few_knots_message[] =
+    "\xca\xfd\xd7\xe9\xb3\xa4\xb6\xc8\xd3\xa6\xb8\xc3\xb4\xf3\xd3\xda\xb5\xc8\xd3\xda"
+    "3\xa1\xa3";
 
 static const double guard = -9.87654321e300;
 
@@ -202,6 +208,59 @@ static void check_interpolation(void) {
   CHECK(untouched(out, 0, 11));
 }
 
+static void check_smoothing(void) {
+  double curve[8] = {1.0, 2.0, 4.0, 8.0, 16.0, 32.0, 64.0, 0.0};
+  double spike[8] = {0.0, 0.0, 0.0, 10.0, 0.0, 0.0, 0.0, 0.0};
+  double ends[4] = {1.0, 2.0, 3.0, 10.0};
+  int status;
+  int i;
+  int zeros = 1;
+
+  curve[7] = guard;
+  status = alg_run_smooth(curve, 7);
+  CHECK(status == ALG_STATUS_OK);
+  CHECK(curve[0] > 2.23341 && curve[0] < 2.23343);
+  CHECK(curve[3] > 8.71700 && curve[3] < 8.71702);
+  CHECK(curve[6] == 64.0);
+  CHECK(curve[7] == guard);
+
+  status = alg_run_smooth(spike, 8);
+  CHECK(status == ALG_STATUS_OK);
+  for (i = 0; i < 8; ++i) {
+    if (spike[i] != 0.0) zeros = 0;
+  }
+  CHECK(zeros);
+
+  status = alg_super_smooth(ends, 4, 1);
+  CHECK(status == ALG_STATUS_OK);
+  CHECK(ends[0] == 1.5 && ends[1] == 2.0 && ends[2] == 5.0 && ends[3] == 6.5);
+
+  /* A half-width of 2^31 or more is negative: every window is empty. */
+  status = alg_super_smooth(ends, 4, 0x80000000u);
+  CHECK(status == ALG_STATUS_OK);
+  CHECK(ends[0] != ends[0] && ends[3] != ends[3]);
+}
+
+static void check_spline(void) {
+  const double x[3] = {0.0, 1.0, 2.0};
+  const double y[3] = {0.0, 1.0, 0.0};
+  const double xq[3] = {1.0, 0.5, 3.0};
+  double yq[5];
+  int status;
+
+  fill(yq, 5);
+  status = alg_cubic_interpolation(x, y, 3, xq, yq, 3);
+  CHECK(status == ALG_STATUS_OK);
+  CHECK(yq[0] == 1.0 && yq[1] == 0.6875 && yq[2] == -1.0);
+  CHECK(untouched(yq, 3, 5));
+
+  fill(yq, 5);
+  status = alg_cubic_interpolation(x, y, 2, xq, yq, 3);
+  CHECK(status == ALG_STATUS_INVALID_ARGUMENT);
+  CHECK_MESSAGE(too_few_knots_message);
+  CHECK(untouched(yq, 0, 5));
+}
+
 static void check_release(void) {
   double* nothing = NULL;
   int status;
@@ -227,6 +286,8 @@ int main(void) {
   check_diagnostics();
   check_increasing();
   check_interpolation();
+  check_smoothing();
+  check_spline();
   check_release();
 
   printf("%d passed, %d failed\n", passed, failed);
