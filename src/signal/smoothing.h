@@ -26,7 +26,8 @@ void runSmooth(AlgVector& v);
 // Centred moving average with half-width k: element i becomes the mean of
 // the elements i-k .. i+k that lie inside the curve, so windows shrink near
 // the ends. Every mean reads the input values and sums them from 0.0 in
-// increasing index order. k = 0 changes nothing; k >= n-1 gives every
+// increasing index order. k = 0 changes no value (only a -0.0 comes back
+// as +0.0, the sum starting from 0.0); k >= n-1 gives every
 // element the mean of the whole curve; k < 0 leaves every window empty and
 // every element NaN (0.0 / 0.0).
 void superSmooth(AlgVector& v, std::int32_t k);
