@@ -24,7 +24,8 @@ namespace corvel {
 // Returns false at once when a column has no pivot, leaving m partly
 // eliminated; a matrix with no rows is reported that way. The last diagonal
 // element is never tested. When swaps is non-null it receives the number of
-// row exchanges on success.
+// row exchanges on success. A matrix too narrow for its pivot columns
+// throws std::out_of_range when the search reaches the missing column.
 bool eliminateForward(AlgMatrix& m, std::uint64_t* swaps);
 
 // Inverts the square matrix m in place by Gauss-Jordan elimination of
