@@ -69,4 +69,10 @@ void copyOutput(const AlgVector& values, double* out) {
   if (!values.empty()) std::memcpy(out, values.data(), values.size() * sizeof(double));
 }
 
+void copyOutput(const AlgMatrix& values, double* out) {
+  const std::size_t count = values.rows() * values.cols();
+  requireArray(out, count);
+  if (count != 0) std::memcpy(out, values.data(), count * sizeof(double));
+}
+
 }  // namespace corvel::api

@@ -11,6 +11,7 @@
 #include <exception>
 
 #include "CorvelAlg.h"
+#include "core/matrix.h"
 #include "core/vector.h"
 
 namespace corvel::api {
@@ -61,6 +62,9 @@ inline AlgVector copyInput(const double* values, std::size_t count) {
 // doubles; nothing is written for an empty result, and a null buffer for a
 // non-empty one is refused before anything is written.
 void copyOutput(const AlgVector& values, double* out);
+
+// The same for a matrix: its rows() x cols() values in row-major order.
+void copyOutput(const AlgMatrix& values, double* out);
 
 }  // namespace corvel::api
 

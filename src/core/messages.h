@@ -143,6 +143,11 @@ inline constexpr char kLengthNotPositive[] =
 inline constexpr char kPlateSizeMismatch[] =
     "\xb3\xa4\xb6\xc8\xb1\xd8\xd0\xe8\xce\xaa cycleCount * wellCount";
 
+// ctCount 不能小于 wellCount。
+// (ctCount cannot be smaller than wellCount)
+inline constexpr char kCtCountTooSmall[] =
+    "ctCount \xb2\xbb\xc4\xdc\xd0\xa1\xd3\xda wellCount\xa1\xa3";
+
 // 参数错误。
 // (parameter error)
 inline constexpr char kParameterError[] = "\xb2\xce\xca\xfd\xb4\xed\xce\xf3\xa1\xa3";

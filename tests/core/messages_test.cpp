@@ -66,6 +66,7 @@ std::vector<Message> chineseMessages() {
       CORVEL_MESSAGE(kTooFewGridValues, u8"数组过少无法操作。"),
       CORVEL_MESSAGE(kLengthNotPositive, u8"length 长度必需大于0"),
       CORVEL_MESSAGE(kPlateSizeMismatch, u8"长度必需为 cycleCount * wellCount"),
+      CORVEL_MESSAGE(kCtCountTooSmall, u8"ctCount 不能小于 wellCount。"),
       CORVEL_MESSAGE(kParameterError, u8"参数错误。"),
       CORVEL_MESSAGE(kErrorBarType, u8"误差条类型参数不正确。"),
       CORVEL_MESSAGE(kInputParameterError, u8"输入参数错误。"),
