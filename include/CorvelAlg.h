@@ -377,8 +377,18 @@ CORVELALG_API int alg_increasing(double start, double step, size_t count, double
  * thresholdOut receives the threshold, never below 100, on success only.
  * The counts are the caller's contract: the library cannot see how many
  * records or values the caller supplied.
- * Statuses: 0; 20 when cycleCount < 9 (with wells) or a caller-given
- * baseline window lies outside the curve; 100 when memory runs out.
+ * The threshold is the smallest of ten times the mean baseline noise, the
+ * largest one-cycle rise (stepRise) of records 0..recCount-1 and the
+ * largest fitted value one cycle before a curve's strongest bend.
+ * Non-finite fluorescence does not fail the call: a well whose logistic
+ * fit is not finite (NaN or infinite values in its curve) gets NaN
+ * logistic parameters, hence a NaN sigmoid Ct, and the candidates are
+ * combined so that a NaN candidate gives way to the others.
+ * Statuses: 0; 10 when infos or thresholdOut is NULL (or data is NULL with
+ * values); 20 when cycleCount < 9 (with wells) or a caller-given baseline
+ * window lies outside the curve, also when the index after the baseline end
+ * is past the curve (a 9-cycle curve with the automatic window, or
+ * baselineEnd = cycleCount - 1); 100 when memory runs out.
  * Records of wells analysed before a failure keep what was written.
  */
 CORVELALG_API int alg_calc_threshold(WellCurveInfo* infos, size_t recCount, const double* data,
@@ -393,9 +403,14 @@ CORVELALG_API int alg_calc_threshold(WellCurveInfo* infos, size_t recCount, cons
  * c is at c * wellCount + w). ctOut: room for ctCount doubles, receives the
  * Ct of each well (NaN when the curve never crosses the threshold) followed
  * by zeros; ctCount must be at least wellCount.
- * Statuses: 0; 10 when ctCount < wellCount; 20 when cycleCount < 9 or a
- * caller-given baseline window lies outside the curve; 100 when memory runs
- * out. On failure nothing is written to curvesOut or ctOut.
+ * Per well: moving average of half-width 3, baseline correction, the
+ * five-weight filter, then linear interpolation of the threshold crossing.
+ * Statuses: 0; 10 when ctCount < wellCount ("ctCount 不能小于
+ * wellCount。", checked first) or an array is NULL; 20 when cycleCount < 9
+ * or a caller-given baseline window lies outside the curve (as for
+ * alg_calc_threshold); 100 when memory runs out. On failure nothing is
+ * written to curvesOut or ctOut; records of wells processed before the
+ * failure keep what was written.
  */
 CORVELALG_API int alg_linear_batch_calc_ct(WellCurveInfo* infos, size_t ctCount, double threshold,
                                            const double* data, size_t wellCount, size_t cycleCount,

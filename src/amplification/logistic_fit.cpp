@@ -50,6 +50,17 @@ LogisticParameters fitLogistic(const AlgVector& y) {
   start[2] = kStartRate;
   const AlgVector p =
       dampedGaussNewton(logisticResidual, &points, start, kMaxIterations, kStep, kTolerance);
+
+  // The solver returns its start when nothing improves, as happens when the
+  // curve holds NaN or infinite values; such a curve has no fit, and its
+  // parameters say so rather than pass the start off as a result. On
+  // finite data every accepted point has a finite residual norm.
+  AlgVector residuals;
+  logisticResidual(residuals, &points, p);
+  if (!std::isfinite(euclideanNorm(residuals))) {
+    const double none = std::nan("");
+    return LogisticParameters{none, none, none};
+  }
   return LogisticParameters{p[0] * kHeightUnit, p[1], p[2]};
 }
 

@@ -29,7 +29,9 @@ void logisticResidual(AlgVector& residuals, void* context, const AlgVector& para
 // Gauss-Newton (at most 100 iterations, step 1e-4, tolerance 1e-9). The
 // start is taken from y smoothed with half-width 5: its maximum, the
 // midpoint between its strongest upward and downward bends (not below
-// cycle 11), and steepness 0.4.
+// cycle 11), and steepness 0.4. A curve whose residuals at the result are
+// not finite (NaN or infinite values in it) has no fit: all three
+// parameters are NaN.
 LogisticParameters fitLogistic(const AlgVector& y);
 
 }  // namespace corvel
