@@ -6,7 +6,7 @@
 # fails, so that nothing half-works.
 set -eu
 
-packages="cmake ninja-build g++ gcc pkgconf binutils libgtest-dev libbenchmark-dev"
+packages="cmake ninja-build g++ gcc pkgconf binutils libgtest-dev libbenchmark-dev libpugixml-dev libzip-dev"
 if [ "${1:-}" = windows ]; then
     packages="$packages g++-mingw-w64-x86-64"
 fi
