@@ -1,8 +1,9 @@
 /*
  * A host written in plain C99 against the shared library: the record
  * layouts as a C compiler sees them, the diagnostics functions, results,
- * status codes and messages of the grid, smoothing and spline exports, and
- * the release of result arrays.
+ * status codes and messages of the grid, smoothing, spline and
+ * amplification exports, the record layout self-test, and the release of
+ * result arrays.
  *
  * Prints one line per failed check and a final "N passed, M failed" line;
  * exits non-zero when a check failed.
@@ -62,6 +63,10 @@ static const char too_few_message[] =
 static const char too_few_knots_message[] =
     "\xca\xfd\xd7\xe9\xb3\xa4\xb6\xc8\xd3\xa6\xb8\xc3\xb4\xf3\xd3\xda\xb5\xc8\xd3\xda"
     "3\xa1\xa3";
+
+/* "ctCount 不能小于 wellCount。" in code page 936. */
+static const char ct_count_message[] =
+    "ctCount \xb2\xbb\xc4\xdc\xd0\xa1\xd3\xda wellCount\xa1\xa3";
 
 static const double guard = -9.87654321e300;
 
@@ -261,6 +266,100 @@ static void check_spline(void) {
   CHECK(untouched(yq, 0, 5));
 }
 
+/* Two wells of 40 cycles: a rising curve with its midpoint at cycle 22
+ * and one 3 cycles later, written as a rational step so that no maths
+ * library is needed. */
+static void make_plate(double* data) {
+  int w;
+  int c;
+  for (w = 0; w < 2; ++w) {
+    for (c = 1; c <= 40; ++c) {
+      double u = (c - 22.0 - 3.0 * w) / 1.5;
+      double step = 0.5 + 0.5 * u / (1.0 + (u < 0 ? -u : u));
+      data[w * 40 + c - 1] = 1000.0 + 2.0 * c + 8000.0 * step * step;
+    }
+  }
+}
+
+static void check_amplification(void) {
+  double data[80];
+  double curves[82];
+  double ct[3];
+  double sigmoid_ct[2];
+  double threshold = guard;
+  double params[3] = {100.0, 20.0, 1.0};
+  double x[3] = {20.0, 21.0, 19.0};
+  double samples[10];
+  double result = guard;
+  WellCurveInfo infos[2];
+  WellCurveInfo record;
+  unsigned char* bytes = (unsigned char*)&record;
+  int status;
+  int i;
+
+  make_plate(data);
+  memset(infos, 0, sizeof infos);
+  status = alg_calc_threshold(infos, 2, data, 2, 40, &threshold);
+  CHECK(status == ALG_STATUS_OK);
+  CHECK(threshold >= 100.0 && threshold < 9000.0);
+  CHECK(infos[0].baselineStart == 3 && infos[1].baselineEnd > 0);
+  CHECK(infos[0].sigmoidTop > 1000.0);
+
+  fill(curves, 82);
+  fill(ct, 3);
+  status = alg_linear_batch_calc_ct(infos, 3, threshold, data, 2, 40, curves, ct);
+  CHECK(status == ALG_STATUS_OK);
+  CHECK(ct[0] > 10.0 && ct[0] < 25.0);
+  CHECK(ct[1] > ct[0] + 1.0 && ct[1] < ct[0] + 5.0);
+  CHECK(ct[2] == 0.0);
+  CHECK(untouched(curves, 80, 82));
+
+  fill(ct, 3);
+  status = alg_linear_batch_calc_ct(infos, 1, threshold, data, 2, 40, curves, ct);
+  CHECK(status == ALG_STATUS_INVALID_ARGUMENT);
+  CHECK_MESSAGE(ct_count_message);
+  CHECK(untouched(ct, 0, 3));
+
+  status = alg_sigmoid_batch_calc_ct(infos, 2, 0, sigmoid_ct);
+  CHECK(status == ALG_STATUS_OK);
+  CHECK(sigmoid_ct[1] > sigmoid_ct[0]);
+
+  status = alg_sigmoid(params, x, 3);
+  CHECK(status == ALG_STATUS_OK);
+  CHECK(x[0] == 50.0 && x[1] > 73.1058 && x[1] < 73.1059 && x[2] > 26.8941 && x[2] < 26.8942);
+
+  for (i = 0; i < 10; ++i) samples[i] = 100.0 - (i + 1 - 5.0) * (i + 1 - 5.0);
+  status = alg_sample_data_fitting(samples, 10, &result);
+  CHECK(status == ALG_STATUS_OK);
+  CHECK(result > 99.999999 && result < 100.000001);
+
+  /* The layout self-test as a host runs it. */
+  memset(&record, 0xee, sizeof record);
+  record.steepestIndex = 1.1;
+  record.crossingRatio = 2.2;
+  record.reserved1 = 3.3;
+  record.stepRise = 4.4;
+  record.maxSlope = 0.0;
+  record.reserved2 = 1.0;
+  record.cycle3Value = 2.0;
+  record.maxValue = 3.0;
+  record.reserved3 = 4.0;
+  record.reserved4 = 5.0;
+  record.baselineSlope = 6.0;
+  record.reserved5 = 7.0;
+  record.baselineStart = 1;
+  record.baselineEnd = 2;
+  record.reservedShort = 3;
+  record.baselineNoise = 5.5;
+  for (i = 0; i < 8; ++i) bytes[136 + i] = (unsigned char)(i % 2 == 0 ? 1 : 0);
+  CHECK(test_fitting_result(&record) == 0);
+  CHECK(record.steepestIndex == 2.2 && record.stepRise == 8.8 && record.reserved5 == 14.0);
+  CHECK(record.baselineStart == 2 && record.baselineEnd == 4 && record.reservedShort == 6);
+  CHECK(record.baselineNoise == 11.0 && bytes[136] == 0 && bytes[143] == 1);
+  CHECK(bytes[102] == 0xee && bytes[103] == 0xee);
+  CHECK(test_fitting_result(&record) == ALG_STATUS_INVALID_ARGUMENT);
+}
+
 static void check_release(void) {
   double* nothing = NULL;
   int status;
@@ -288,6 +387,7 @@ int main(void) {
   check_interpolation();
   check_smoothing();
   check_spline();
+  check_amplification();
   check_release();
 
   printf("%d passed, %d failed\n", passed, failed);
