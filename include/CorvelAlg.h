@@ -380,10 +380,11 @@ CORVELALG_API int alg_increasing(double start, double step, size_t count, double
  * The threshold is the smallest of ten times the mean baseline noise, the
  * largest one-cycle rise (stepRise) of records 0..recCount-1 and the
  * largest fitted value one cycle before a curve's strongest bend.
- * Non-finite fluorescence does not fail the call: a well whose logistic
- * fit is not finite (NaN or infinite values in its curve) gets NaN
- * logistic parameters, hence a NaN sigmoid Ct, and the candidates are
- * combined so that a NaN candidate gives way to the others.
+ * Non-finite fluorescence does not fail the call: a well whose values
+ * include a NaN or an infinity is analysed and its record written, but it
+ * gets NaN logistic parameters (hence a NaN sigmoid Ct) and takes no part
+ * in the three candidates, so one broken well neither decides nor voids
+ * the plate's threshold. A fit that overflows gets NaN parameters too.
  * Statuses: 0; 10 when infos or thresholdOut is NULL (or data is NULL with
  * values); 20 when cycleCount < 9 (with wells) or a caller-given baseline
  * window lies outside the curve, also when the index after the baseline end

@@ -43,33 +43,48 @@ double calcThreshold(WellCurveInfo* infos, std::size_t recCount, const AlgVector
                      std::size_t wellCount, std::size_t cycleCount) {
   AlgMatrix plate;
   plate.fromColumnMajor(data.data(), cycleCount, wellCount);
-  AlgVector beforeBend(wellCount);
   AlgVector cycles;
   cycles.fillArithmetic(1.0, 1.0, cycleCount);
   const AlgVector weights = ctWeights();
+
+  // Wells whose fluorescence holds a NaN or an infinity are analysed and
+  // their records written like the others, but they get no logistic fit
+  // and take no part in the candidates: one broken well must not decide,
+  // or void, the threshold of the plate. On a plate of finite values every
+  // well takes part and the candidates are exactly those described above.
+  AlgVector beforeBend(wellCount);
+  AlgVector usable(wellCount);  // 1.0 for a well of finite values
+  std::size_t usableWells = 0;
   double noiseSum = 0.0;
 
   for (std::size_t w = 0; w < wellCount; ++w) {
     WellCurveInfo& record = infos[w];
     AlgVector curve = plate.getColumn(w);
+    const bool finite =
+        std::all_of(curve.begin(), curve.end(), [](double v) { return std::isfinite(v); });
     superSmooth(curve, 3);
     correctCurve(record, curve);
     convolvePadded(weights, curve);
-    const LogisticParameters fit = fitLogistic(curve);
+    const LogisticParameters fit = finite ? fitLogistic(curve) : noLogisticFit();
     record.sigmoidTop = fit.top;
     record.sigmoidMid = fit.mid;
     record.sigmoidRate = fit.rate;
-    beforeBend[w] = valueBeforeBend(fit, cycles);
-    noiseSum += record.baselineNoise;
+    if (finite) {
+      beforeBend[usableWells] = valueBeforeBend(fit, cycles);
+      usable[w] = 1.0;
+      ++usableWells;
+      noiseSum += record.baselineNoise;
+    }
   }
 
-  const double fromNoise = noiseSum / static_cast<double>(wellCount) * kNoiseFactor;
+  const double fromNoise = noiseSum / static_cast<double>(usableWells) * kNoiseFactor;
   double fromSteps = 0.0;
   for (std::size_t i = 0; i < recCount; ++i) {
+    if (i < wellCount && usable[i] == 0.0) continue;
     if (infos[i].stepRise > fromSteps) fromSteps = infos[i].stepRise;
   }
-  const double fromFits =
-      wellCount == 0 ? 0.0 : beforeBend[static_cast<std::size_t>(argMax(beforeBend))];
+  const AlgVector fitted = beforeBend.slice(0, usableWells);
+  const double fromFits = fitted.empty() ? 0.0 : fitted[static_cast<std::size_t>(argMax(fitted))];
 
   const double candidate = smaller(fromFits, smaller(fromNoise, fromSteps));
   return kLowestThreshold > candidate ? kLowestThreshold : candidate;

@@ -22,6 +22,12 @@ namespace corvel {
 // combined as max(100, min(C, min(A, B))) where min(u, v) is u when u < v
 // else v, and max(100, z) is 100 when 100 > z else z.
 //
+// A well whose values include a NaN or an infinity is analysed and its
+// record written like the others, but its logistic parameters are NaN and
+// it takes no part in the candidates (A averages the other wells' noise,
+// B skips its record, C its fitted curve). With no usable well A is NaN and
+// C is 0.0, so the threshold is at most B and at least 100.
+//
 // infos must hold max(wellCount, recCount) records. A failing well ends the
 // call; records written before the failure keep their values.
 double calcThreshold(WellCurveInfo* infos, std::size_t recCount, const AlgVector& data,

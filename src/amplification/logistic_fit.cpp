@@ -31,6 +31,11 @@ void logisticResidual(AlgVector& residuals, void* context, const AlgVector& para
   residuals = model - points.y;
 }
 
+LogisticParameters noLogisticFit() {
+  const double none = std::nan("");
+  return LogisticParameters{none, none, none};
+}
+
 LogisticParameters fitLogistic(const AlgVector& y) {
   CurvePoints points;
   points.x.fillArithmetic(1.0, 1.0, y.size());
@@ -57,10 +62,7 @@ LogisticParameters fitLogistic(const AlgVector& y) {
   // finite data every accepted point has a finite residual norm.
   AlgVector residuals;
   logisticResidual(residuals, &points, p);
-  if (!std::isfinite(euclideanNorm(residuals))) {
-    const double none = std::nan("");
-    return LogisticParameters{none, none, none};
-  }
+  if (!std::isfinite(euclideanNorm(residuals))) return noLogisticFit();
   return LogisticParameters{p[0] * kHeightUnit, p[1], p[2]};
 }
 

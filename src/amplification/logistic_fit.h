@@ -34,6 +34,9 @@ void logisticResidual(AlgVector& residuals, void* context, const AlgVector& para
 // parameters are NaN.
 LogisticParameters fitLogistic(const AlgVector& y);
 
+// The parameters of a curve that has no fit: all three NaN.
+LogisticParameters noLogisticFit();
+
 }  // namespace corvel
 
 #endif  // CORVEL_AMPLIFICATION_LOGISTIC_FIT_H

@@ -1,0 +1,34 @@
+// A small reader of RDML files (real-time PCR data markup) for tests that run
+// the library on real plates. It reads the amplification data of every
+// reaction; melting data and most metadata are ignored.
+#ifndef CORVEL_TESTS_SUPPORT_RDML_READER_H
+#define CORVEL_TESTS_SUPPORT_RDML_READER_H
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace corvel::test {
+
+// One reaction (well) measured for one target.
+struct RdmlReaction {
+  std::string run;                                // "experiment/run", unique within the file
+  int wellId = 0;                                 // the reaction id, 1-based, row by row
+  std::string well;                               // position from the run's pcrFormat, e.g. "B7"
+  std::string target;                             // target id
+  std::string sample;                             // sample id
+  std::string sampleType;                         // unkn, std, ntc, ... ("" when not given)
+  std::optional<double> quantity;                 // standards' quantity
+  std::vector<std::pair<double, double>> points;  // (cycle, fluorescence) by cycle
+  std::optional<double> cq;                       // the instrument's Cq
+};
+
+// Reads an RDML file: a zip archive holding rdml_data.xml, or the plain XML
+// document itself. Throws std::runtime_error naming the file and the problem
+// when the file cannot be opened or parsed, or a number in it is malformed.
+std::vector<RdmlReaction> readRdml(const std::string& path);
+
+}  // namespace corvel::test
+
+#endif  // CORVEL_TESTS_SUPPORT_RDML_READER_H
