@@ -483,9 +483,15 @@ CORVELALG_API int alg_calc_standard(const double* x, size_t xCount, const double
  * result: value, sd, se and rq are written first; ddct in Ct form; lower and
  * upper last. On a failure of the error-bar step the fields written before
  * it stay written.
- * Statuses: 0; 10 for an unknown error-bar type or fewer than 4 summary
- * values; 20 for a count outside 4..97 or a confidence index outside 0..5
- * with the Student t error bar; 100 when memory runs out.
+ * Ct form (unless both modes are 2): ddct = value - calibrator and
+ * rq = 2^-ddct; quantity form: rq = value / calibrator. Error bar 1: the
+ * two-sided Student t of df = count - 2 at the chosen confidence times se
+ * (in quantity mode se^t as a factor); error bar 2: sdMultiple times sd
+ * (in quantity mode (sd + 1)^sdMultiple as a factor).
+ * Statuses: 0; 10 for an unknown error-bar type, fewer than 4 summary
+ * values (nothing written) or a NULL pointer; 20 for a count outside
+ * 4..97 or a confidence index outside 0..5 with the Student t error bar;
+ * 100 when memory runs out.
  */
 CORVELALG_API int alg_calc_rq(const RqOptions* options, const double* summary, size_t summaryCount,
                               double calibrator, RqResult* result);
@@ -499,9 +505,14 @@ CORVELALG_API int alg_calc_rq(const RqOptions* options, const double* summary, s
  * doubles (summary value, sd, se, count; target statistics; pooled
  * reference; each gene) and *resultCount its length; release it with
  * alg_darray_release().
- * Statuses: 0; 10 for fewer than 5 values, counts pointing past the array,
- * or an empty target or housekeeping group; 100 when memory runs out
- * (including absurd counts). On failure the out-parameters are unchanged.
+ * Counts are read as doubles truncated toward zero. Genes announced by M
+ * that the data does not reach are empty: their statistics are (NaN, 0,
+ * NaN) and the pooled centre becomes NaN.
+ * Statuses: 0; 10 for fewer than 5 values, a count pointing past the
+ * array ("输入参数错误。", checked first), an empty target or
+ * housekeeping group, or a NULL pointer; 100 when memory runs out,
+ * including a gene count too large for its result (a negative count wraps
+ * to such a one). On failure the out-parameters are unchanged.
  */
 CORVELALG_API int alg_calc_sd(const int32_t* mode, const double* data, size_t count,
                               double** result, size_t* resultCount);

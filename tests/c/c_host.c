@@ -1,9 +1,9 @@
 /*
  * A host written in plain C99 against the shared library: the record
  * layouts as a C compiler sees them, the diagnostics functions, results,
- * status codes and messages of the grid, smoothing, spline and
- * amplification exports, the record layout self-test, and the release of
- * result arrays.
+ * status codes and messages of the grid, smoothing, spline,
+ * amplification and quantification exports, the record layout self-test,
+ * and the release of result arrays.
  *
  * Prints one line per failed check and a final "N passed, M failed" line;
  * exits non-zero when a check failed.
@@ -67,6 +67,11 @@ static const char too_few_knots_message[] =
 /* "ctCount 不能小于 wellCount。" in code page 936. */
 static const char ct_count_message[] =
     "ctCount \xb2\xbb\xc4\xdc\xd0\xa1\xd3\xda wellCount\xa1\xa3";
+
+/* "参数错误。" and "输入参数错误。" in code page 936. */
+static const char parameter_message[] = "\xb2\xce\xca\xfd\xb4\xed\xce\xf3\xa1\xa3";
+static const char input_parameter_message[] =
+    "\xca\xe4\xc8\xeb\xb2\xce\xca\xfd\xb4\xed\xce\xf3\xa1\xa3";
 
 static const double guard = -9.87654321e300;
 
@@ -360,6 +365,55 @@ static void check_amplification(void) {
   CHECK(test_fitting_result(&record) == ALG_STATUS_INVALID_ARGUMENT);
 }
 
+static void check_quantification(void) {
+  const double x[4] = {1.0, 2.0, 3.0, 4.0};
+  const double y[4] = {30.0, 27.0, 24.0, 21.0};
+  const double replicates[9] = {3.0, 20.0, 21.0, 22.0, 1.0, 3.0, 15.0, 15.5, 16.0};
+  const double short_input[4] = {1.0, 20.0, 1.0, 1.0};
+  const int32_t ct_mode = 1;
+  LinearFit fit = {0.0, 0.0, 0.0, 0.0};
+  RqOptions options = {1, 1, 2, 0, 1};
+  RqResult rq;
+  double* summary = NULL;
+  size_t summary_count = 0;
+  int status;
+
+  status = alg_calc_standard(x, 4, y, 4, &fit);
+  CHECK(status == ALG_STATUS_OK);
+  CHECK(fit.slope == -3.0 && fit.intercept == 33.0 && fit.rmse == 0.0 && fit.rSquared == 1.0);
+
+  status = alg_calc_sd(&ct_mode, replicates, 9, &summary, &summary_count);
+  CHECK(status == ALG_STATUS_OK);
+  CHECK(summary != NULL && summary_count == 13);
+  if (summary != NULL && summary_count == 13) {
+    CHECK(summary[0] == 5.5 && summary[3] == 6.0 && summary[4] == 21.0 && summary[10] == 15.5);
+    CHECK(summary[1] > 1.118033 && summary[1] < 1.118035);
+
+    /* The summary's Ct difference against a calibrator of 1.5: 2^-4. */
+    memset(&rq, 0, sizeof rq);
+    status = alg_calc_rq(&options, summary, summary_count, 1.5, &rq);
+    CHECK(status == ALG_STATUS_OK);
+    CHECK(rq.ddct == 4.0 && rq.rq == 0.0625 && rq.lower < rq.rq && rq.upper > rq.rq);
+
+    /* Three values lie below the t table's first row (df 2 needs 4): 20. */
+    options.errorBarType = 1;
+    rq.lower = guard;
+    summary[3] = 3.0;
+    status = alg_calc_rq(&options, summary, summary_count, 1.5, &rq);
+    CHECK(status == ALG_STATUS_OUT_OF_RANGE);
+    CHECK_MESSAGE(parameter_message);
+    CHECK(rq.rq == 0.0625 && rq.lower == guard);
+  }
+  CHECK(alg_darray_release(&summary) == ALG_STATUS_OK);
+  CHECK(summary == NULL);
+
+  summary_count = 77;
+  status = alg_calc_sd(&ct_mode, short_input, 4, &summary, &summary_count);
+  CHECK(status == ALG_STATUS_INVALID_ARGUMENT);
+  CHECK_MESSAGE(input_parameter_message);
+  CHECK(summary == NULL && summary_count == 77);
+}
+
 static void check_release(void) {
   double* nothing = NULL;
   int status;
@@ -388,6 +442,7 @@ int main(void) {
   check_smoothing();
   check_spline();
   check_amplification();
+  check_quantification();
   check_release();
 
   printf("%d passed, %d failed\n", passed, failed);
