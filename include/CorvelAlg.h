@@ -487,7 +487,9 @@ CORVELALG_API int alg_calc_standard(const double* x, size_t xCount, const double
  * rq = 2^-ddct; quantity form: rq = value / calibrator. Error bar 1: the
  * two-sided Student t of df = count - 2 at the chosen confidence times se
  * (in quantity mode se^t as a factor); error bar 2: sdMultiple times sd
- * (in quantity mode (sd + 1)^sdMultiple as a factor).
+ * (in quantity mode (sd + 1)^sdMultiple as a factor). sdMultiple is not
+ * range-checked: a negative multiple turns the Ct bars over (upper below
+ * lower), while the quantity bars are always ordered.
  * Statuses: 0; 10 for an unknown error-bar type, fewer than 4 summary
  * values (nothing written) or a NULL pointer; 20 for a count outside
  * 4..97 or a confidence index outside 0..5 with the Student t error bar;
@@ -507,7 +509,8 @@ CORVELALG_API int alg_calc_rq(const RqOptions* options, const double* summary, s
  * alg_darray_release().
  * Counts are read as doubles truncated toward zero. Genes announced by M
  * that the data does not reach are empty: their statistics are (NaN, 0,
- * NaN) and the pooled centre becomes NaN.
+ * NaN) and the pooled centre becomes NaN. Values after the M-th block are
+ * not read and not counted.
  * Statuses: 0; 10 for fewer than 5 values, a count pointing past the
  * array ("输入参数错误。", checked first), an empty target or
  * housekeeping group, or a NULL pointer; 100 when memory runs out,
