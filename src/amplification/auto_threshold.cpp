@@ -5,11 +5,11 @@
 #include <cstdint>
 
 #include "amplification/curve_correction.h"
-#include "amplification/derivative.h"
 #include "amplification/logistic_fit.h"
 #include "core/matrix.h"
 #include "core/statistics.h"
 #include "signal/convolution.h"
+#include "signal/derivative.h"
 #include "signal/smoothing.h"
 
 namespace corvel {

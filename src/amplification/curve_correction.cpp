@@ -5,11 +5,11 @@
 #include <cstdint>
 #include <stdexcept>
 
-#include "amplification/derivative.h"
 #include "core/messages.h"
 #include "core/regression.h"
 #include "core/statistics.h"
 #include "signal/convolution.h"
+#include "signal/derivative.h"
 
 namespace corvel {
 

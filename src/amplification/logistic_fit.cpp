@@ -3,9 +3,9 @@
 #include <cmath>
 #include <cstddef>
 
-#include "amplification/derivative.h"
 #include "amplification/gauss_newton.h"
 #include "core/statistics.h"
+#include "signal/derivative.h"
 #include "signal/smoothing.h"
 
 namespace corvel {

@@ -11,11 +11,11 @@
 
 #include "CorvelAlg.h"
 #include "amplification/curve_correction.h"
-#include "amplification/derivative.h"
 #include "amplification/threshold_crossing.h"
 #include "amplification/well_linear.h"
 #include "core/messages.h"
 #include "core/vector.h"
+#include "signal/derivative.h"
 #include "signal/smoothing.h"
 #include "support/expect.h"
 #include "support/fault_injection.h"

@@ -1,4 +1,4 @@
-#include "amplification/derivative.h"
+#include "signal/derivative.h"
 
 #include <cstddef>
 

@@ -1,6 +1,6 @@
 // Central differences of a sampled curve.
-#ifndef CORVEL_AMPLIFICATION_DERIVATIVE_H
-#define CORVEL_AMPLIFICATION_DERIVATIVE_H
+#ifndef CORVEL_SIGNAL_DERIVATIVE_H
+#define CORVEL_SIGNAL_DERIVATIVE_H
 
 #include "core/vector.h"
 
@@ -14,4 +14,4 @@ void centralDerivative(AlgVector& y);
 
 }  // namespace corvel
 
-#endif  // CORVEL_AMPLIFICATION_DERIVATIVE_H
+#endif  // CORVEL_SIGNAL_DERIVATIVE_H
