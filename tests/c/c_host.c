@@ -2,8 +2,8 @@
  * A host written in plain C99 against the shared library: the record
  * layouts as a C compiler sees them, the diagnostics functions, results,
  * status codes and messages of the grid, smoothing, spline,
- * amplification and quantification exports, the record layout self-test,
- * and the release of result arrays.
+ * amplification, quantification and melting exports, the record layout
+ * self-test, and the release of result arrays.
  *
  * Prints one line per failed check and a final "N passed, M failed" line;
  * exits non-zero when a check failed.
@@ -72,6 +72,11 @@ static const char ct_count_message[] =
 static const char parameter_message[] = "\xb2\xce\xca\xfd\xb4\xed\xce\xf3\xa1\xa3";
 static const char input_parameter_message[] =
     "\xca\xe4\xc8\xeb\xb2\xce\xca\xfd\xb4\xed\xce\xf3\xa1\xa3";
+
+/* "温度数据不能小于4个。" in code page 936. */
+static const char too_few_temperatures_message[] =
+    "\xce\xc2\xb6\xc8\xca\xfd\xbe\xdd\xb2\xbb\xc4\xdc\xd0\xa1\xd3\xda"
+    "4\xb8\xf6\xa1\xa3";
 
 static const double guard = -9.87654321e300;
 
@@ -414,6 +419,48 @@ static void check_quantification(void) {
   CHECK(summary == NULL && summary_count == 77);
 }
 
+static void check_melting(void) {
+  double t[21];
+  double f[21];
+  double values[4] = {0.0, 0.0, 0.0, 10.0};
+  double* grid = NULL;
+  double* derivative = NULL;
+  size_t count = 0;
+  size_t i;
+  size_t peak = 0;
+  int status;
+
+  /* A dye that lets go around 80 degrees, read every degree from 70. */
+  for (i = 0; i < 21; ++i) {
+    double u = ((double)i + 70.0 - 80.0) / 1.5;
+    t[i] = 70.0 + (double)i;
+    f[i] = 200.0 + 1000.0 * (0.5 - 0.5 * u / (1.0 + (u < 0 ? -u : u)));
+  }
+  status = alg_melting(21, t, f, &count, &grid, &derivative);
+  CHECK(status == ALG_STATUS_OK);
+  CHECK(count == 201 && grid != NULL && derivative != NULL);
+  if (status == ALG_STATUS_OK && count == 201) {
+    CHECK(grid[0] == 70.0 && grid[200] == 90.0);
+    for (i = 1; i < count; ++i) {
+      if (derivative[i] > derivative[peak]) peak = i;
+    }
+    CHECK(grid[peak] > 79.0 && grid[peak] < 81.0 && derivative[peak] > 0.0);
+  }
+  alg_darray_release(&grid);
+  alg_darray_release(&derivative);
+  CHECK(grid == NULL && derivative == NULL);
+
+  count = 5;
+  status = alg_melting(3, t, f, &count, &grid, &derivative);
+  CHECK(status == ALG_STATUS_INVALID_ARGUMENT);
+  CHECK_MESSAGE(too_few_temperatures_message);
+  CHECK(count == 5 && grid == NULL && derivative == NULL);
+
+  status = alg_melting_normalization(values, 4);
+  CHECK(status == ALG_STATUS_OK);
+  CHECK(values[0] == 0.0 && values[3] > 7.3169 && values[3] < 7.3171);
+}
+
 static void check_release(void) {
   double* nothing = NULL;
   int status;
@@ -443,6 +490,7 @@ int main(void) {
   check_spline();
   check_amplification();
   check_quantification();
+  check_melting();
   check_release();
 
   printf("%d passed, %d failed\n", passed, failed);
