@@ -532,9 +532,14 @@ CORVELALG_API int alg_calc_sd(const int32_t* mode, const double* data, size_t co
  * M = 10 * (count - 1) + 1 and *outTemperatures and *outDerivative two
  * result arrays of M doubles: the fine grid (ending exactly on the last
  * temperature) and -dF/dT on it. Release both with alg_darray_release().
- * Statuses: 0; 10 for fewer than 4 temperatures or too few samples for the
- * 5-degree start correction; 100 when memory runs out. On failure the
- * out-parameters are unchanged.
+ * The input step is taken as temperatures[3] - temperatures[2]: it scales
+ * the derivative to fluorescence per degree and sets how many grid points
+ * (5 / (step / 10)) the start ramp replaces. Curves of 4 or 5 samples are
+ * smoothed with pads drawn from the samples present.
+ * Statuses: 0; 10 for fewer than 4 temperatures, too few samples for the
+ * 5-degree start correction (also a zero, NaN or decreasing step), or a
+ * NULL pointer; 100 when memory runs out. On failure the out-parameters
+ * are unchanged and nothing stays allocated.
  */
 CORVELALG_API int alg_melting(size_t count, const double* temperatures, const double* fluorescence,
                               size_t* outCount, double** outTemperatures, double** outDerivative);
