@@ -183,6 +183,17 @@ inline constexpr char kTooFewTemperatures[] =
 // (the GaussCoeff data is invalid)
 inline constexpr char kGaussCoeffInvalid[] = "GaussCoeff \xca\xfd\xbe\xdd\xce\xde\xd0\xa7\xa1\xa3";
 
+// 峰宽窗口超出曲线范围。
+// (the peak-width window reaches past the curve)
+inline constexpr char kPeakWindowTooWide[] =
+    "\xb7\xe5\xbf\xed\xb4\xb0\xbf\xda\xb3\xac\xb3\xf6\xc7\xfa\xcf\xdf\xb7\xb6\xce\xa7"
+    "\xa1\xa3";
+
+// 模型数据点过少。
+// (the model has too few data points)
+inline constexpr char kModelTooShort[] =
+    "\xc4\xa3\xd0\xcd\xca\xfd\xbe\xdd\xb5\xe3\xb9\xfd\xc9\xd9\xa1\xa3";
+
 // 峰值小于零
 // (the peak value is less than zero)
 inline constexpr char kPeakBelowZero[] = "\xb7\xe5\xd6\xb5\xd0\xa1\xd3\xda\xc1\xe3";

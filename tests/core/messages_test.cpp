@@ -74,6 +74,8 @@ std::vector<Message> chineseMessages() {
       CORVEL_MESSAGE(kMeltTooShort, u8"F参数数据长度不能过小。"),
       CORVEL_MESSAGE(kTooFewTemperatures, u8"温度数据不能小于4个。"),
       CORVEL_MESSAGE(kGaussCoeffInvalid, u8"GaussCoeff 数据无效。"),
+      CORVEL_MESSAGE(kPeakWindowTooWide, u8"峰宽窗口超出曲线范围。"),
+      CORVEL_MESSAGE(kModelTooShort, u8"模型数据点过少。"),
       CORVEL_MESSAGE(kPeakBelowZero, u8"峰值小于零"),
   };
 }
