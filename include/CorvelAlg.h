@@ -572,9 +572,11 @@ CORVELALG_API int alg_create_gausscoeff(GaussCoeff** out);
  * Copies amplitudeCount amplitudes, centerCount centres and widthCount
  * widths, in that order; the counts are not compared here (a set whose
  * counts differ is refused by the functions that evaluate it).
- * Statuses: 0; 100 when memory runs out: the arrays replaced before the
- * failure keep their new contents, the one that failed is left empty, the
- * later ones keep their old contents.
+ * Statuses: 0; 10 when coeff is NULL or an array is NULL with a count
+ * above 0; 100 when memory runs out: the arrays replaced before the
+ * failure keep their new contents, the one that failed and the later ones
+ * keep their old contents (a new block is allocated before the old one is
+ * freed).
  */
 CORVELALG_API int alg_set_gausscoeff_data(GaussCoeff* coeff, size_t amplitudeCount,
                                           const double* amplitudes, size_t centerCount,
@@ -632,8 +634,11 @@ CORVELALG_API int alg_mgf_multi_gauss(const MgfModel* model, const GaussCoeff* c
  *
  * Levenberg-Marquardt with a numerical Jacobian, at most 100 steps. After a
  * rejected step the damping is doubled, so the next step is more strongly
- * damped. On success the set holds the fitted amplitudes, centres and
- * widths; on failure it is unchanged.
+ * damped; a damping that had reached 0 restarts from its initial value
+ * (0.02 times the largest element of J^T J). On success the set holds the
+ * fitted amplitudes, centres and widths; on failure it is unchanged.
+ * Parameters are not bounded: a set with spurious start peaks (noise
+ * maxima) can diverge, so detect peaks on a normalized curve.
  * Statuses: 0; 10 when the set's counts differ, the model's x and y counts
  * differ, or the damped normal matrix becomes singular; 100 when memory
  * runs out.
