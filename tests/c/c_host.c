@@ -1,9 +1,9 @@
 /*
  * A host written in plain C99 against the shared library: the record
  * layouts as a C compiler sees them, the diagnostics functions, results,
- * status codes and messages of the grid, smoothing, spline,
- * amplification, quantification and melting exports, the record layout
- * self-test, and the release of result arrays.
+ * status codes and messages of all 32 exports (grids, smoothing, spline,
+ * amplification, quantification, melting and peak fitting), the record
+ * layout self-test, and the release of result arrays and handles.
  *
  * Prints one line per failed check and a final "N passed, M failed" line;
  * exits non-zero when a check failed.
@@ -65,8 +65,7 @@ static const char too_few_knots_message[] =
     "3\xa1\xa3";
 
 /* "ctCount 不能小于 wellCount。" in code page 936. */
-static const char ct_count_message[] =
-    "ctCount \xb2\xbb\xc4\xdc\xd0\xa1\xd3\xda wellCount\xa1\xa3";
+static const char ct_count_message[] = "ctCount \xb2\xbb\xc4\xdc\xd0\xa1\xd3\xda wellCount\xa1\xa3";
 
 /* "参数错误。" and "输入参数错误。" in code page 936. */
 static const char parameter_message[] = "\xb2\xce\xca\xfd\xb4\xed\xce\xf3\xa1\xa3";
@@ -77,6 +76,10 @@ static const char input_parameter_message[] =
 static const char too_few_temperatures_message[] =
     "\xce\xc2\xb6\xc8\xca\xfd\xbe\xdd\xb2\xbb\xc4\xdc\xd0\xa1\xd3\xda"
     "4\xb8\xf6\xa1\xa3";
+
+/* "GaussCoeff 数据无效。" and "峰值小于零" in code page 936. */
+static const char gauss_coeff_message[] = "GaussCoeff \xca\xfd\xbe\xdd\xce\xde\xd0\xa7\xa1\xa3";
+static const char peak_below_zero_message[] = "\xb7\xe5\xd6\xb5\xd0\xa1\xd3\xda\xc1\xe3";
 
 static const double guard = -9.87654321e300;
 
@@ -461,6 +464,97 @@ static void check_melting(void) {
   CHECK(values[0] == 0.0 && values[3] > 7.3169 && values[3] < 7.3171);
 }
 
+/* A curve of two Gaussians, (5, 70, 0.8) and (3, 74, 0.6), sampled every
+ * 0.1 degree from 65 to 80 by the library's own model function. */
+static void check_peak_fitting(void) {
+  double x[151];
+  double zeros[151];
+  const double amplitudes[2] = {5.0, 3.0};
+  const double centers[2] = {70.0, 74.0};
+  const double widths[2] = {0.8, 0.6};
+  const double three[3] = {1.0, 2.0, 3.0};
+  MgfOptions options;
+  FilterLimits limits = {1.0, 10.0, 0.5};
+  MeltBackground background;
+  MgfModel* truth = NULL;
+  MgfModel* model = NULL;
+  GaussCoeff* set = NULL;
+  GaussCoeff* start = NULL;
+  GaussCoeff* kept = NULL;
+  GaussCoeff* fixed = NULL;
+  double* curve = NULL;
+  double* values = NULL;
+  double* a = NULL;
+  double* b = NULL;
+  double* w = NULL;
+  size_t na = 0;
+  size_t nb = 0;
+  size_t nw = 0;
+  size_t n = 0;
+  size_t i;
+  int status;
+
+  memset(&options, 0, sizeof options);
+  options.peakWidth = 0.8;
+  for (i = 0; i < 151; ++i) {
+    x[i] = 65.0 + 0.1 * (double)i;
+    zeros[i] = 0.0;
+  }
+  CHECK(alg_create_gausscoeff(&set) == ALG_STATUS_OK && set != NULL);
+  CHECK(alg_set_gausscoeff_data(set, 2, amplitudes, 2, centers, 2, widths) == ALG_STATUS_OK);
+  CHECK(alg_mgf_create(x, 151, zeros, 151, &options, &truth) == ALG_STATUS_OK);
+  CHECK(alg_mgf_multi_gauss(truth, set, &curve, &n) == ALG_STATUS_OK && n == 151);
+
+  /* Start peaks from the sampled curve, refined and filtered. */
+  CHECK(alg_mgf_create(x, 151, curve, 151, &options, &model) == ALG_STATUS_OK);
+  CHECK(alg_mgf_local_max_value_id(model, &start) == ALG_STATUS_OK);
+  CHECK(alg_mgf_solve(model, start) == ALG_STATUS_OK);
+  CHECK(alg_mgf_coeff_filter(&limits, start, &kept) == ALG_STATUS_OK);
+  CHECK(alg_get_gausscoeff_data(kept, &na, &a, &nb, &b, &nw, &w) == ALG_STATUS_OK);
+  CHECK(na == 2 && nb == 2 && nw == 2);
+  if (na == 2 && nb == 2 && nw == 2) {
+    CHECK(b[0] > 69.99 && b[0] < 70.01 && b[1] > 73.99 && b[1] < 74.01);
+    CHECK(a[0] > 4.99 && a[0] < 5.01 && w[1] > 0.59 && w[1] < 0.61);
+  }
+  alg_darray_release(&a);
+  alg_darray_release(&b);
+  alg_darray_release(&w);
+
+  CHECK(alg_mgf_local_max_value_id_origin(x, 151, curve, 151, &fixed) == ALG_STATUS_OK);
+  CHECK(alg_mgf_melting_stimulate(model, kept, &background, &values, &n) == ALG_STATUS_OK);
+  CHECK(n == 151 && background.steepness == 3.0);
+  alg_darray_release(&values);
+  CHECK(alg_mgf_melting_stim_peak(model, kept, &background, &values, &n) == ALG_STATUS_OK);
+  CHECK(n == 2);
+  alg_darray_release(&values);
+
+  /* A set whose counts differ is refused where it is evaluated. */
+  CHECK(alg_set_gausscoeff_data(set, 3, three, 2, centers, 2, widths) == ALG_STATUS_OK);
+  values = NULL;
+  status = alg_mgf_multi_gauss(model, set, &values, &n);
+  CHECK(status == ALG_STATUS_INVALID_ARGUMENT && values == NULL);
+  CHECK_MESSAGE(gauss_coeff_message);
+
+  /* Maxima at or below zero (a ripple below the axis) cannot be given a width. */
+  for (i = 0; i < 151; ++i) zeros[i] = -1.0 - (i == 75 ? -1.0 : 0.01 * (double)(i % 2));
+  alg_mgf_release(&truth);
+  CHECK(alg_mgf_create(x, 151, zeros, 151, &options, &truth) == ALG_STATUS_OK);
+  alg_gausscoeff_release(&fixed);
+  status = alg_mgf_local_max_value_id(truth, &fixed);
+  CHECK(status == ALG_STATUS_FAILURE && fixed == NULL);
+  CHECK_MESSAGE(peak_below_zero_message);
+
+  alg_darray_release(&curve);
+  alg_gausscoeff_release(&set);
+  alg_gausscoeff_release(&start);
+  alg_gausscoeff_release(&kept);
+  alg_gausscoeff_release(&fixed);
+  alg_mgf_release(&model);
+  alg_mgf_release(&truth);
+  CHECK(set == NULL && kept == NULL && model == NULL && truth == NULL);
+  CHECK(alg_gausscoeff_release(&set) == ALG_STATUS_OK && alg_mgf_release(NULL) == ALG_STATUS_OK);
+}
+
 static void check_release(void) {
   double* nothing = NULL;
   int status;
@@ -491,6 +585,7 @@ int main(void) {
   check_amplification();
   check_quantification();
   check_melting();
+  check_peak_fitting();
   check_release();
 
   printf("%d passed, %d failed\n", passed, failed);
