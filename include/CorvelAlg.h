@@ -637,8 +637,13 @@ CORVELALG_API int alg_mgf_multi_gauss(const MgfModel* model, const GaussCoeff* c
  * damped; a damping that had reached 0 restarts from its initial value
  * (0.02 times the largest element of J^T J). On success the set holds the
  * fitted amplitudes, centres and widths; on failure it is unchanged.
- * Parameters are not bounded: a set with spurious start peaks (noise
- * maxima) can diverge, so detect peaks on a normalized curve.
+ * Parameters are not bounded, and a step is accepted whenever its gain
+ * ratio is positive, also when the predicted and the actual change are both
+ * increases. Start peaks on noise ripples, which hardly move the curve, can
+ * therefore make the fit fail (status 10, singular system) or wander off:
+ * detect peaks on a normalized curve and drop implausible start peaks with
+ * alg_mgf_coeff_filter() before solving. A NaN in the model's values
+ * poisons the normal matrix and ends in the singular-system failure.
  * Statuses: 0; 10 when the set's counts differ, the model's x and y counts
  * differ, or the damped normal matrix becomes singular; 100 when memory
  * runs out.
@@ -651,9 +656,12 @@ CORVELALG_API int alg_mgf_solve(const MgfModel* model, GaussCoeff* coeff);
  * *out receives a new set (release with alg_gausscoeff_release()): the
  * value and abscissa of each strict local maximum, and a width estimated
  * from the curve's flanks within peakWidth * 1.3 of it.
+ * The half-window is trunc(peakWidth * 1.3 / (x[3] - x[2])) points.
  * Statuses: 0; 10 when the model has fewer than 4 abscissae, fewer x than
- * y values, or a half-window that reaches past both ends of the curve; 100
- * for a maximum of 0 or below, or when memory runs out.
+ * y values, or a half-window that is negative or not representable (a
+ * negative or NaN peakWidth, a descending or zero grid step) or reaches
+ * past both ends of the curve ("峰宽窗口超出曲线范围。"); 100 for a maximum
+ * of 0 or below ("峰值小于零"), or when memory runs out.
  */
 CORVELALG_API int alg_mgf_local_max_value_id(const MgfModel* model, GaussCoeff** out);
 

@@ -137,6 +137,12 @@ std::vector<RdmlReaction> readRdml(const std::string& path) {
             if (!cycle || !fluor) fail(path, "an amplification point without <cyc> or <fluor>");
             r.points.emplace_back(*cycle, *fluor);
           }
+          for (const pugi::xml_node& mdp : data.children("mdp")) {
+            const auto temperature = number(path, mdp.child("tmp"));
+            const auto fluor = number(path, mdp.child("fluor"));
+            if (!temperature || !fluor) fail(path, "a melting point without <tmp> or <fluor>");
+            r.meltPoints.emplace_back(*temperature, *fluor);
+          }
           std::stable_sort(r.points.begin(), r.points.end(),
                            [](const auto& a, const auto& b) { return a.first < b.first; });
           reactions.push_back(std::move(r));

@@ -1,6 +1,6 @@
 // A small reader of RDML files (real-time PCR data markup) for tests that run
-// the library on real plates. It reads the amplification data of every
-// reaction; melting data and most metadata are ignored.
+// the library on real plates. It reads the amplification and melting data of
+// every reaction; most metadata are ignored.
 #ifndef CORVEL_TESTS_SUPPORT_RDML_READER_H
 #define CORVEL_TESTS_SUPPORT_RDML_READER_H
 
@@ -22,6 +22,9 @@ struct RdmlReaction {
   std::optional<double> quantity;                 // standards' quantity
   std::vector<std::pair<double, double>> points;  // (cycle, fluorescence) by cycle
   std::optional<double> cq;                       // the instrument's Cq
+  // (temperature, fluorescence) in file order, unsorted: real runs may
+  // start with a few readings at falling temperature.
+  std::vector<std::pair<double, double>> meltPoints;
 };
 
 // Reads an RDML file: a zip archive holding rdml_data.xml, or the plain XML
