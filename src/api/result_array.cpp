@@ -1,36 +1,10 @@
 #include "api/result_array.h"
 
-#include <cstring>
-
 #include "core/allocator.h"
 
 namespace corvel::api {
 
 namespace {
-
-// A block holding a copy of count doubles; count 0 gives a zero-byte block.
-double* copyToBlock(const double* values, std::size_t count) {
-  double* block = allocateDoubles(count);
-  if (count != 0) std::memcpy(block, values, count * sizeof(double));
-  return block;
-}
-
-// Owns a block until it is handed over.
-class PendingBlock {
- public:
-  explicit PendingBlock(double* block) noexcept : block_(block) {}
-  PendingBlock(const PendingBlock&) = delete;
-  PendingBlock& operator=(const PendingBlock&) = delete;
-  ~PendingBlock() { releaseBytes(block_); }
-  double* release() noexcept {
-    double* block = block_;
-    block_ = nullptr;
-    return block;
-  }
-
- private:
-  double* block_;
-};
 
 // Hands out the arrays of a record one by one; unless committed, takes
 // back (frees and nulls) every block it handed out when it goes away.
@@ -48,7 +22,7 @@ class StoredHandOut {
   }
   void next() {
     const StoredArray& a = arrays_[done_];
-    if (a.count != 0) *a.pointerOut = copyToBlock(a.values, a.count);
+    if (a.count != 0) *a.pointerOut = copyDoubles(a.values, a.count);
     ++done_;
   }
   void commit() noexcept { committed_ = true; }
@@ -62,15 +36,15 @@ class StoredHandOut {
 }  // namespace
 
 void handOut(const AlgVector& result, double** pointerOut, std::size_t* countOut) {
-  double* block = copyToBlock(result.data(), result.size());
+  double* block = copyDoubles(result.data(), result.size());
   *countOut = result.size();
   *pointerOut = block;
 }
 
 void handOutPair(const AlgVector& first, const AlgVector& second, std::size_t* countOut,
                  double** firstOut, double** secondOut) {
-  PendingBlock a(copyToBlock(first.data(), first.size()));
-  PendingBlock b(copyToBlock(second.data(), second.size()));
+  BlockOwner a(copyDoubles(first.data(), first.size()));
+  BlockOwner b(copyDoubles(second.data(), second.size()));
   *countOut = first.size();
   *firstOut = a.release();
   *secondOut = b.release();

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 
 #include "core/messages.h"
 
@@ -59,6 +60,12 @@ void* allocateBytes(std::size_t bytes) {
 
 void releaseBytes(void* block) noexcept {
   std::free(block);
+}
+
+double* copyDoubles(const double* values, std::size_t count) {
+  double* block = allocateDoubles(count);
+  if (count != 0) std::memcpy(block, values, count * sizeof(double));
+  return block;
 }
 
 }  // namespace corvel

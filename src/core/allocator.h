@@ -54,6 +54,28 @@ inline double* allocateDoubles(std::size_t count) {
   return static_cast<double*>(allocateBytes(doubleBytes(count)));
 }
 
+// A block holding a copy of count doubles; count 0 gives a valid zero-byte
+// block and does not read values.
+double* copyDoubles(const double* values, std::size_t count);
+
+// Owns a block from allocateBytes() until release() hands it over; frees
+// it on every other way out of a scope.
+class BlockOwner {
+ public:
+  explicit BlockOwner(double* block) noexcept : block_(block) {}
+  BlockOwner(const BlockOwner&) = delete;
+  BlockOwner& operator=(const BlockOwner&) = delete;
+  ~BlockOwner() { releaseBytes(block_); }
+  double* release() noexcept {
+    double* block = block_;
+    block_ = nullptr;
+    return block;
+  }
+
+ private:
+  double* block_;
+};
+
 // A standard-library allocator over allocateBytes(), for the few places
 // that want a standard container of something other than doubles.
 template <typename T>

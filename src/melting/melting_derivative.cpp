@@ -1,9 +1,9 @@
 #include "melting/melting_derivative.h"
 
 #include <cstdint>
-#include <limits>
 #include <stdexcept>
 
+#include "core/conversions.h"
 #include "core/messages.h"
 #include "core/statistics.h"
 #include "signal/convolution.h"
@@ -22,17 +22,6 @@ constexpr double kGridPerStep = 10.0;
 constexpr double kStartSpan = 5.0;    // degrees replaced by the start ramp
 constexpr double kRampDivisor = 5.0;  // in the ramp's slope
 constexpr std::int32_t kFinalHalfWidth = 30;
-
-// 5 / step truncated toward zero to a signed 32-bit integer; NaN and
-// quotients outside the 32-bit range give the most negative value, as the
-// processor's conversion does.
-std::int32_t gridPointsInStart(double step) {
-  const double points = kStartSpan / step;
-  if (!(points > -2147483649.0 && points < 2147483648.0)) {
-    return std::numeric_limits<std::int32_t>::min();
-  }
-  return static_cast<std::int32_t>(points);
-}
 
 }  // namespace
 
@@ -69,7 +58,9 @@ void meltingDerivative(const AlgVector& t, const AlgVector& f, AlgVector& grid,
 
 void correctMeltStart(const AlgVector& t, const AlgVector& s, AlgVector& out) {
   const double step = (t[3] - t[2]) / kGridPerStep;
-  const std::int32_t k = gridPointsInStart(step);
+  // The grid points in the first 5 degrees; a zero, NaN or tiny step gives
+  // the most negative count and is refused below.
+  const std::int32_t k = truncateToInt32(kStartSpan / step);
   if (k < 0 || s.size() <= static_cast<std::size_t>(k)) {
     throw std::invalid_argument(msg::kMeltTooShort);
   }

@@ -1,6 +1,5 @@
 #include "mgf/gauss_coeff.h"
 
-#include <cstring>
 #include <new>
 #include <stdexcept>
 
@@ -13,28 +12,8 @@ namespace {
 
 // A library block holding a copy of count values; null for 0.
 double* copyBlock(const double* values, std::size_t count) {
-  if (count == 0) return nullptr;
-  double* block = allocateDoubles(count);
-  std::memcpy(block, values, count * sizeof(double));
-  return block;
+  return count == 0 ? nullptr : copyDoubles(values, count);
 }
-
-// Frees a block when it leaves scope unless it was handed over.
-class BlockOwner {
- public:
-  explicit BlockOwner(double* block) noexcept : block_(block) {}
-  ~BlockOwner() { releaseBytes(block_); }
-  BlockOwner(const BlockOwner&) = delete;
-  BlockOwner& operator=(const BlockOwner&) = delete;
-  double* release() noexcept {
-    double* block = block_;
-    block_ = nullptr;
-    return block;
-  }
-
- private:
-  double* block_;
-};
 
 void swapIn(double*& array, std::size_t& count, double* block, std::size_t newCount) noexcept {
   releaseBytes(array);

@@ -1,7 +1,6 @@
 #include "mgf/mgf_model.h"
 
 #include <cmath>
-#include <cstring>
 #include <new>
 
 #include "core/allocator.h"
@@ -28,22 +27,15 @@ class ModelOwner {
   MgfModel* model_;
 };
 
-double* copyBlock(const double* values, std::size_t count) {
-  if (count == 0) return nullptr;
-  double* block = allocateDoubles(count);
-  std::memcpy(block, values, count * sizeof(double));
-  return block;
-}
-
 }  // namespace
 
 MgfModel* createMgfModel(const double* x, std::size_t xCount, const double* y, std::size_t yCount,
                          const MgfOptions& options) {
   ModelOwner model(new (allocateBytes(sizeof(MgfModel))) MgfModel());
   model.get()->options = options;
-  model.get()->x = copyBlock(x, xCount);
+  model.get()->x = xCount == 0 ? nullptr : copyDoubles(x, xCount);
   model.get()->xCount = xCount;
-  model.get()->y = copyBlock(y, yCount);
+  model.get()->y = yCount == 0 ? nullptr : copyDoubles(y, yCount);
   model.get()->yCount = yCount;
   return model.release();
 }

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <stdexcept>
 
+#include "core/conversions.h"
 #include "core/messages.h"
 
 namespace corvel {
@@ -21,13 +22,6 @@ int sign(double d) {
   if (d > 0.0) return 1;
   if (d < 0.0) return -1;
   return 0;
-}
-
-// trunc(v) as a signed 32-bit integer; NaN and values outside the range
-// give the most negative one, as the processor's conversion does.
-std::int64_t truncatedInt32(double v) {
-  if (!(v > -2147483649.0 && v < 2147483648.0)) return INT32_MIN;
-  return static_cast<std::int32_t>(v);
 }
 
 }  // namespace
@@ -54,7 +48,7 @@ void detectPeaks(const MgfModel& model, GaussCoeff& coeff) {
   const PeakIndices peaks = localMaxima(y);
 
   const double step = x[3] - x[2];
-  const std::int64_t halfWindow = truncatedInt32(model.options.peakWidth * kWindowFactor / step);
+  const std::int64_t halfWindow = truncateToInt32(model.options.peakWidth * kWindowFactor / step);
   if (halfWindow < 0) throw std::invalid_argument(msg::kPeakWindowTooWide);
   const auto n = static_cast<std::int64_t>(y.size());
 

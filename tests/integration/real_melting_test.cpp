@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <ostream>
@@ -22,12 +21,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using test::RdmlReaction;
-
-// CORVEL_DATA_DIR, when set, overrides the data folder beside the clone.
-fs::path dataDir() {
-  const char* env = std::getenv("CORVEL_DATA_DIR");
-  return env && *env ? fs::path(env) : fs::path(CORVEL_SOURCE_DATA_DIR);
-}
 
 struct MeltFile {
   const char* name;
@@ -205,10 +198,10 @@ void analyse(Well& w) {
 class RealMelting : public ::testing::TestWithParam<MeltFile> {
  protected:
   void SetUp() override {
-    if (!fs::is_directory(dataDir()))
-      GTEST_SKIP() << "no melting data in " << dataDir() << " (set CORVEL_DATA_DIR)";
+    if (!fs::is_directory(test::dataDirectory()))
+      GTEST_SKIP() << "no melting data in " << test::dataDirectory() << " (set CORVEL_DATA_DIR)";
     file_ = GetParam();
-    reactions_ = test::readRdml((dataDir() / file_.name).string());
+    reactions_ = test::readRdml((test::dataDirectory() / file_.name).string());
     for (const RdmlReaction& r : reactions_) {
       if (r.meltPoints.empty()) continue;
       ASSERT_EQ(r.meltPoints.size(), file_.readings) << r.well;

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <ostream>
@@ -23,12 +22,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using test::RdmlReaction;
-
-// CORVEL_DATA_DIR, when set, overrides the data folder beside the clone.
-fs::path dataDir() {
-  const char* env = std::getenv("CORVEL_DATA_DIR");
-  return env && *env ? fs::path(env) : fs::path(CORVEL_SOURCE_DATA_DIR);
-}
 
 struct PlateFile {
   const char* name;
@@ -147,10 +140,10 @@ std::pair<std::vector<double>, std::vector<double>> cqAndCt(const Plate& p,
 class RealPlate : public ::testing::TestWithParam<PlateFile> {
  protected:
   void SetUp() override {
-    if (!fs::is_directory(dataDir()))
-      GTEST_SKIP() << "no plate data in " << dataDir() << " (set CORVEL_DATA_DIR)";
+    if (!fs::is_directory(test::dataDirectory()))
+      GTEST_SKIP() << "no plate data in " << test::dataDirectory() << " (set CORVEL_DATA_DIR)";
     file_ = GetParam();
-    reactions_ = test::readRdml((dataDir() / file_.name).string());
+    reactions_ = test::readRdml((test::dataDirectory() / file_.name).string());
     // Each run is a plate; its wells are the reactions with the full cycle count.
     std::map<std::string, std::size_t> cyclesOfRun;
     for (const RdmlReaction& r : reactions_)

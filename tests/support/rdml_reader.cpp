@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -151,6 +152,11 @@ std::vector<RdmlReaction> readRdml(const std::string& path) {
     }
   }
   return reactions;
+}
+
+std::filesystem::path dataDirectory() {
+  const char* env = std::getenv("CORVEL_DATA_DIR");
+  return env && *env ? std::filesystem::path(env) : std::filesystem::path(CORVEL_SOURCE_DATA_DIR);
 }
 
 }  // namespace corvel::test

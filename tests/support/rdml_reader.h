@@ -4,6 +4,7 @@
 #ifndef CORVEL_TESTS_SUPPORT_RDML_READER_H
 #define CORVEL_TESTS_SUPPORT_RDML_READER_H
 
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <utility>
@@ -31,6 +32,10 @@ struct RdmlReaction {
 // document itself. Throws std::runtime_error naming the file and the problem
 // when the file cannot be opened or parsed, or a number in it is malformed.
 std::vector<RdmlReaction> readRdml(const std::string& path);
+
+// The folder of real RDML files: $CORVEL_DATA_DIR when set, otherwise the
+// shared data folder beside the source tree.
+std::filesystem::path dataDirectory();
 
 }  // namespace corvel::test
 
