@@ -1,13 +1,16 @@
 # The two commands a user needs (both install what is missing first):
-#   make demo   build everything and run the bundled example host program
+#   make demo   build everything and analyse the bundled example plate with
+#               the corvel tool (results and report in build/demo)
 #   make test   build and run every test: Release, ASan/UBSan, and the
 #               Windows DLL cross-build with its export check
-# Further targets: release, debug, asan, windows, bench, format, clean.
+# Further targets: release, debug, asan, windows, bench, host-demo, example,
+# format, clean.
 
 CMAKE ?= cmake
 CTEST ?= ctest
 
-.PHONY: all deps release debug asan demo test test-release test-asan windows bench format clean
+.PHONY: all deps release debug asan demo host-demo example test test-release test-asan windows \
+        bench format clean
 
 all: release
 
@@ -28,7 +31,16 @@ asan: deps
 
 demo: release
 	@echo
+	./build/release/tools/corvel analyze examples/data/example_plate.rdml --out build/demo \
+	  --reference GAPDH --reference ACTB --calibrator control
+
+# The C host program that calls the library directly.
+host-demo: release
 	./build/release/examples/host_demo
+
+# Regenerates the bundled example plate (its test checks it is up to date).
+example: release
+	./build/release/tools/corvel_example_plate examples/data
 
 test-release: release
 	$(CTEST) --preset release
@@ -41,7 +53,8 @@ test-asan: asan
 windows:
 	@scripts/install-deps.sh windows
 	$(CMAKE) -S . -B build/mingw -G Ninja -DCMAKE_BUILD_TYPE=Release \
-	  -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake -DCORVEL_BUILD_TESTS=OFF
+	  -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake -DCORVEL_BUILD_TESTS=OFF \
+	  -DCORVEL_BUILD_TOOLS=OFF
 	$(CMAKE) --build build/mingw
 	$(CMAKE) -DNM=x86_64-w64-mingw32-objdump -DLIBRARY=build/mingw/src/CorvelAlg.dll \
 	  -DHEADER=include/CorvelAlg.h -DEXPECTED=tests/exports.txt -P tests/cmake/check_exports.cmake
@@ -53,7 +66,7 @@ bench: release
 
 format:
 	clang-format -i include/*.h $$(git ls-files 'src/*.cpp' 'src/*.h' 'tests/*.cpp' 'tests/*.h' \
-	  'bench/*.cpp' 'examples/*.c' 'tests/*.c')
+	  'bench/*.cpp' 'examples/*.c' 'tests/*.c' 'tools/*.cpp' 'tools/*.h')
 
 clean:
 	rm -rf build

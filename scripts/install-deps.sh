@@ -1,12 +1,13 @@
 #!/bin/sh
 # Installs what the build needs on a Debian machine, when it is missing.
-#   scripts/install-deps.sh            the native build and its tests
+#   scripts/install-deps.sh            the native build, the corvel tool and the
+#                                      tests (Chromium renders the HTML report)
 #   scripts/install-deps.sh windows    the MinGW-w64 cross compiler as well
 # As root it installs with apt-get; otherwise it names what to install and
 # fails, so that nothing half-works.
 set -eu
 
-packages="cmake ninja-build g++ gcc pkgconf binutils libgtest-dev libbenchmark-dev libpugixml-dev libzip-dev"
+packages="cmake ninja-build g++ gcc pkgconf binutils libgtest-dev libbenchmark-dev libpugixml-dev libzip-dev libcli11-dev nlohmann-json3-dev chromium fonts-liberation"
 if [ "${1:-}" = windows ]; then
     packages="$packages g++-mingw-w64-x86-64"
 fi
