@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
@@ -137,7 +138,12 @@ TEST(CommandLine, VersionHelpAndUsageErrors) {
 class ExampleEndToEnd : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
-    dir_ = scratch("example");
+    // CTest runs each test in a process of its own (the filter names it),
+    // several at a time: each gets its own folder.
+    std::string name = ::testing::GTEST_FLAG(filter);
+    for (char& c : name)
+      if (!std::isalnum(static_cast<unsigned char>(c))) c = '-';
+    dir_ = scratch("example-" + name);
     const fs::path examples = CORVEL_EXAMPLE_DIR;
     run_ = corvel({"analyze", (examples / "example_plate.rdml").string(),
                    (examples / "example_plate.csv").string(), "--out", (dir_ / "out").string(),
