@@ -46,10 +46,11 @@
  * is the caller's error and is not detected. A count of 0 never reads the
  * pointer, which may then be NULL; a NULL array with a non-zero count is
  * refused with ALG_STATUS_INVALID_ARGUMENT and "数据不能为空。" ("the data
- * must not be empty") before anything is written. Inputs are copied before use; caller arrays change only where a
- * function says it works in place, and output buffers and records are
- * written only after the computation has succeeded, unless a function names
- * fields written earlier.
+ * must not be empty") before anything is written. Inputs are copied
+ * before use; caller arrays change only where a function says it works in
+ * place, and output buffers and records are written only after the
+ * computation has succeeded, unless a function names fields written
+ * earlier.
  *
  * Numbers are IEEE 754 doubles. An undetermined Ct is a quiet NaN, not an
  * error. Results are reproducible to the last bit on every platform.
@@ -431,7 +432,9 @@ CORVELALG_API int alg_sigmoid(const double* params, double* x, size_t count);
  * wells: count records; only sigmoidTop, sigmoidMid and sigmoidRate are
  * read. reserved: ignored. ctOut: room for count doubles, receives
  * sigmoidMid - ln(2 + sqrt 3) / sigmoidRate - 1.5 per well, or NaN when the
- * plateau is below 10 or the steepness below 0.01.
+ * plateau is below 10 or the steepness below 0.01. A NaN plateau is not
+ * below 10 (comparisons with NaN are false): the Ct is then formed from the
+ * midpoint and the steepness as they are.
  * Statuses: 0; 100 when memory runs out.
  */
 CORVELALG_API int alg_sigmoid_batch_calc_ct(const WellCurveInfo* wells, size_t count,
@@ -537,9 +540,10 @@ CORVELALG_API int alg_calc_sd(const int32_t* mode, const double* data, size_t co
  * (5 / (step / 10)) the start ramp replaces. Curves of 4 or 5 samples are
  * smoothed with pads drawn from the samples present.
  * Statuses: 0; 10 for fewer than 4 temperatures, too few samples for the
- * 5-degree start correction (also a zero, NaN or decreasing step), or a
- * NULL pointer; 100 when memory runs out. On failure the out-parameters
- * are unchanged and nothing stays allocated.
+ * 5-degree start correction (also a zero or NaN step, and a decreasing one
+ * of less than 50 degrees; a step of more than 50 degrees either way
+ * replaces no grid point), or a NULL pointer; 100 when memory runs out. On
+ * failure the out-parameters are unchanged and nothing stays allocated.
  */
 CORVELALG_API int alg_melting(size_t count, const double* temperatures, const double* fluorescence,
                               size_t* outCount, double** outTemperatures, double** outDerivative);
@@ -682,7 +686,10 @@ CORVELALG_API int alg_mgf_local_max_value_id_origin(const double* x, size_t xCou
  * step, damped oscillation) as a result array of yCount doubles.
  * Statuses: 0; 10 when the model's x and y counts differ, when the model is
  * too short for the default peak or the background scan, or when the set has
- * fewer amplitudes or widths than centres; 100 when memory runs out.
+ * fewer amplitudes or widths than centres; 100 when memory runs out. On
+ * failure *values and *valueCount are unchanged; *background is written
+ * once the peaks are summed, so memory running out after that leaves it
+ * written.
  */
 CORVELALG_API int alg_mgf_melting_stimulate(const MgfModel* model, const GaussCoeff* coeff,
                                             MeltBackground* background, double** values,
@@ -692,8 +699,10 @@ CORVELALG_API int alg_mgf_melting_stimulate(const MgfModel* model, const GaussCo
  * alg_mgf_melting_stim_peak - synthetic melting curve at the peak centres.
  *
  * As alg_mgf_melting_stimulate() with the caller's background, evaluated at
- * the set's centres only (one value per peak).
- * Statuses: as alg_mgf_melting_stimulate().
+ * the set's centres only (one value per peak). The model's curve is not
+ * evaluated, so its x and y counts and its length are not checked.
+ * Statuses: 0; 10 when the set has fewer amplitudes or widths than centres;
+ * 100 when memory runs out.
  */
 CORVELALG_API int alg_mgf_melting_stim_peak(const MgfModel* model, const GaussCoeff* coeff,
                                             const MeltBackground* background, double** values,
