@@ -1,16 +1,17 @@
 # The two commands a user needs (both install what is missing first):
 #   make demo   build everything and analyse the bundled example plate with
 #               the corvel tool (results and report in build/demo)
-#   make test   build and run every test: Release, ASan/UBSan, and the
-#               Windows DLL cross-build with its export check
+#   make test   build and run every test: Release, ASan/UBSan, the concurrency
+#               test under TSan, a short run of every fuzzer, and the Windows
+#               DLL cross-build with its export check
 # Further targets: release, debug, asan, windows, bench, host-demo, example,
-# format, clean.
+# fuzz (FUZZ_SECONDS=n per harness), format, clean.
 
 CMAKE ?= cmake
 CTEST ?= ctest
 
-.PHONY: all deps release debug asan demo host-demo example test test-release test-asan windows \
-        bench format clean
+.PHONY: all deps release debug asan demo host-demo example test test-release test-asan \
+        test-tsan fuzz windows bench format clean
 
 all: release
 
@@ -48,6 +49,21 @@ test-release: release
 test-asan: asan
 	$(CTEST) --preset asan
 
+# The concurrency test, built and run under ThreadSanitizer.
+test-tsan: deps
+	$(CMAKE) --preset tsan
+	$(CMAKE) --build --preset tsan
+	$(CTEST) --preset tsan
+
+# Every libFuzzer harness (clang, ASan + UBSan) for FUZZ_SECONDS each,
+# starting from its seed corpus. A longer campaign: docs/robustness.md.
+FUZZ_SECONDS ?= 20
+fuzz:
+	@scripts/install-deps.sh fuzz
+	$(CMAKE) --preset fuzz -DCORVEL_FUZZ_SECONDS=$(FUZZ_SECONDS)
+	$(CMAKE) --build --preset fuzz
+	$(CTEST) --preset fuzz
+
 # The library as a Windows DLL, cross-compiled with MinGW-w64; checks that
 # it exports exactly what a Linux build does.
 windows:
@@ -59,7 +75,7 @@ windows:
 	$(CMAKE) -DNM=x86_64-w64-mingw32-objdump -DLIBRARY=build/mingw/src/CorvelAlg.dll \
 	  -DHEADER=include/CorvelAlg.h -DEXPECTED=tests/exports.txt -P tests/cmake/check_exports.cmake
 
-test: test-release test-asan windows
+test: test-release test-asan test-tsan fuzz windows
 
 bench: release
 	./build/release/bench/corvel_bench

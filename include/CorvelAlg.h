@@ -648,9 +648,10 @@ CORVELALG_API int alg_mgf_multi_gauss(const MgfModel* model, const GaussCoeff* c
  * detect peaks on a normalized curve and drop implausible start peaks with
  * alg_mgf_coeff_filter() before solving. A NaN in the model's values
  * poisons the normal matrix and ends in the singular-system failure.
- * Statuses: 0; 10 when the set's counts differ, the model's x and y counts
- * differ, or the damped normal matrix becomes singular; 100 when memory
- * runs out.
+ * An empty set is returned at once, unchanged.
+ * Statuses: 0; 10 when the set's counts differ, when the model's x and y
+ * counts differ and the set has peaks, or when the damped normal matrix
+ * becomes singular; 100 when memory runs out.
  */
 CORVELALG_API int alg_mgf_solve(const MgfModel* model, GaussCoeff* coeff);
 
