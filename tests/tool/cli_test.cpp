@@ -131,6 +131,16 @@ TEST(CommandLine, VersionHelpAndUsageErrors) {
       dir);
   EXPECT_EQ(r.status, 2);
   EXPECT_NE(r.err.find("--min-peak-fwhm"), std::string::npos) << r.err;
+  for (const char* scale : {"3", "0", "-10", "1e13", "ten"}) {
+    r = corvel({"analyze", "--scale", scale, (dir / "stdout.txt").string()}, dir);
+    EXPECT_EQ(r.status, 2) << scale;
+    EXPECT_NE(r.err.find("--scale"), std::string::npos) << r.err;
+  }
+  r = corvel({"analyze", "--tm-window", "85,80", (dir / "stdout.txt").string()}, dir);
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find("--tm-window"), std::string::npos) << r.err;
+  r = corvel({"analyze", "--cq-method", "second-derivative", (dir / "stdout.txt").string()}, dir);
+  EXPECT_EQ(r.status, 2);
 }
 
 // The example plate, from its RDML and from its CSV form in one call: the

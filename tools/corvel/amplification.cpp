@@ -75,19 +75,25 @@ std::string spanText(const CycleSpan& s) {
 void analyzeGroup(PlateResult& result, AmplificationGroup& group, const CycleSpan& span) {
   const std::size_t n = group.wells.size();
   const std::size_t cycles = span.count;
+  // The library works on the fluorescence times the plate's factor; every
+  // fluorescence it gives back is divided by it again, so the results are
+  // in the file's units. Cycles and Cts do not depend on the units.
+  const double factor = result.scale;
   std::vector<double> data(n * cycles);
   for (std::size_t w = 0; w < n; ++w) {
     const auto& f = result.wells[group.wells[w]].reaction.fluorescence;
-    std::copy(f.begin(), f.end(), data.begin() + static_cast<std::ptrdiff_t>(w * cycles));
+    for (std::size_t c = 0; c < cycles; ++c) data[w * cycles + c] = f[c] * factor;
   }
   std::vector<WellCurveInfo> records(n);  // zeroed: automatic baseline windows
   std::vector<double> curves(n * cycles), ct(n), ctSigmoid(n);
   double automatic = kNaN;
   check(alg_calc_threshold(records.data(), n, data.data(), n, cycles, &automatic),
         "alg_calc_threshold");
+  // A threshold given by the user is in the file's units, like the curves.
   group.thresholdFromUser = result.options.threshold.has_value();
-  group.threshold = group.thresholdFromUser ? *result.options.threshold : automatic;
-  check(alg_linear_batch_calc_ct(records.data(), n, group.threshold, data.data(), n, cycles,
+  const double threshold = group.thresholdFromUser ? *result.options.threshold * factor : automatic;
+  group.threshold = group.thresholdFromUser ? *result.options.threshold : automatic / factor;
+  check(alg_linear_batch_calc_ct(records.data(), n, threshold, data.data(), n, cycles,
                                  curves.data(), ct.data()),
         "alg_linear_batch_calc_ct");
   check(alg_sigmoid_batch_calc_ct(records.data(), n, 0, ctSigmoid.data()),
@@ -104,42 +110,30 @@ void analyzeGroup(PlateResult& result, AmplificationGroup& group, const CycleSpa
     well.analyzed = true;
     well.curve = well.reaction.fluorescence;
     well.processed.resize(cycles);
-    for (std::size_t c = 0; c < cycles; ++c) well.processed[c] = curves[c * n + w];
+    for (std::size_t c = 0; c < cycles; ++c) well.processed[c] = curves[c * n + w] / factor;
     well.ctLinear = ct[w] + offset;
     well.ctSigmoid = ctSigmoid[w] + offset;
     well.baselineStart = r.baselineStart;
     well.baselineEnd = r.baselineEnd;
-    well.baselineSlope = r.baselineSlope;
-    well.baselineNoise = r.baselineNoise;
-    well.maxValue = r.maxValue;
-    well.stepRise = r.stepRise;
-    well.maxSlope = r.maxSlope;
-    well.sigmoidTop = r.sigmoidTop;
+    well.baselineSlope = r.baselineSlope / factor;
+    well.baselineNoise = r.baselineNoise / factor;
+    well.maxValue = r.maxValue / factor;
+    well.stepRise = r.stepRise / factor;
+    well.maxSlope = r.maxSlope / factor;
+    well.sigmoidTop = r.sigmoidTop / factor;
     well.sigmoidMid = r.sigmoidMid + offset;
     well.sigmoidRate = r.sigmoidRate;
     well.lowSignal = r.lowSignal != 0;
     well.noRise = r.noRise != 0;
-    if (std::isfinite(r.sigmoidTop) && std::isfinite(r.sigmoidMid) &&
+    if (std::isfinite(well.sigmoidTop) && std::isfinite(r.sigmoidMid) &&
         std::isfinite(r.sigmoidRate)) {
-      const double params[3] = {r.sigmoidTop, r.sigmoidMid, r.sigmoidRate};
+      // The logistic curve is proportional to its plateau: evaluated with
+      // the plateau in file units, it is in file units.
+      const double params[3] = {well.sigmoidTop, r.sigmoidMid, r.sigmoidRate};
       std::vector<double> fit = x;
       check(alg_sigmoid(params, fit.data(), fit.size()), "alg_sigmoid");
       well.sigmoidFit = std::move(fit);
     }
-
-    if (well.lowSignal)
-      addFlag(well, "low-signal",
-              "The curve's largest reading is below 300 fluorescence units, which the analysis "
-              "treats as no signal: the curve is flattened and has no Ct.");
-    if (well.noRise) addFlag(well, "no-rise", "The curve does not rise above its baseline.");
-    if (std::isnan(well.ctLinear))
-      addFlag(well, "no-ct",
-              "The processed curve never crosses the threshold (" +
-                  formatFixed(group.threshold, 1) + "), so the linear Ct is undetermined.");
-    if (std::isnan(well.ctSigmoid))
-      addFlag(well, "no-sigmoid-ct",
-              "The logistic fit is implausible (plateau below 10 units or steepness below "
-              "0.01 per cycle), so the sigmoid Ct is undetermined.");
   }
 }
 

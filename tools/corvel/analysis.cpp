@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "CorvelAlg.h"
+#include "quality.h"
+#include "units.h"
 
 namespace corvel::tool {
 
@@ -33,6 +35,10 @@ PlateResult analyzePlate(const Plate& plate, const AnalysisOptions& options, con
   result.runs = plate.runs;
   result.skipped = plate.skipped;
   result.warnings = plate.warnings;
+  // The fluorescence units: the factor the amplification analysis applies.
+  const ScaleChoice scale = chooseScale(plate, options.scale);
+  result.scale = scale.factor;
+  result.scaleReason = scale.reason;
   result.wells.reserve(plate.reactions.size());
   for (const Reaction& reaction : plate.reactions) {
     WellResult& well = result.wells.emplace_back();
@@ -72,6 +78,7 @@ PlateResult analyzePlate(const Plate& plate, const AnalysisOptions& options, con
     for (std::thread& t : pool) t.join();
     if (failure) std::rethrow_exception(failure);
   }
+  assessQuality(result);
   return result;
 }
 

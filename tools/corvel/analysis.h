@@ -40,6 +40,11 @@ void analyzeRelativeQuantities(PlateResult& result);
 // The melting analysis of one well.
 void analyzeMelting(WellResult& well, const AnalysisOptions& options);
 
+// The p quantile of Student's t distribution with df degrees of freedom: a
+// whole number of at least 1, or infinity for the normal distribution.
+// NaN for p outside (0, 1) or any other df. Exact to about 1e-12.
+double studentTQuantile(double p, double df);
+
 // Adds a flag and its plain-language note to a well.
 void addFlag(WellResult& well, const char* flag, std::string note);
 

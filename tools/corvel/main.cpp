@@ -10,7 +10,9 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -183,6 +185,33 @@ int main(int argc, char** argv) {
       ->check(CLI::PositiveNumber)
       ->capture_default_str();
   analyze->add_flag("--no-melting", noMelting, "Skip the melting analysis");
+  std::string scale = "auto";
+  analyze
+      ->add_option("--scale", scale,
+                   "Multiply the fluorescence by this power of ten before the analysis, or "
+                   "'auto' to choose it from the data (see docs/units.md)")
+      ->capture_default_str();
+  std::string cqMethod = "linear";
+  analyze
+      ->add_option("--cq-method", cqMethod,
+                   "Cq used by the standard curves, relative quantities and replicate checks: "
+                   "linear (threshold crossing) or sigmoid (logistic fit); both are reported")
+      ->check(CLI::IsMember({"linear", "sigmoid"}))
+      ->capture_default_str();
+  std::string rqMethod = "ddct";
+  analyze
+      ->add_option("--rq-method", rqMethod,
+                   "Relative quantities: ddct (every target doubles per cycle) or pfaffl (each "
+                   "target's efficiency from its standard curve)")
+      ->check(CLI::IsMember({"ddct", "pfaffl"}))
+      ->capture_default_str();
+  std::vector<double> tmWindow;
+  analyze
+      ->add_option("--tm-window", tmWindow,
+                   "Expected Tm range of the product, MIN,MAX in degrees C; peaks outside it "
+                   "are flagged")
+      ->expected(2)
+      ->delimiter(',');
   analyze->add_option("-j,--jobs", jobs,
                       "Threads: plates, and the melting curves of a plate, analysed at the same "
                       "time (default: one per processor core)");
@@ -201,6 +230,28 @@ int main(int argc, char** argv) {
   options.confidenceIndex =
       static_cast<int>(std::find(levels.begin(), levels.end(), confidence) - levels.begin());
   options.melting = !noMelting;
+  options.cqMethod = cqMethod == "sigmoid" ? CqMethod::sigmoid : CqMethod::linear;
+  options.rqMethod = rqMethod == "pfaffl" ? RqMethod::pfaffl : RqMethod::deltaDeltaCt;
+  if (scale != "auto") {
+    char* end = nullptr;
+    const double factor = std::strtod(scale.c_str(), &end);
+    const double exponent = std::log10(factor);
+    if (end == scale.c_str() || *end != '\0' || !(factor > 0) || !std::isfinite(factor) ||
+        std::fabs(exponent - std::round(exponent)) > 1e-9 || std::fabs(exponent) > 12) {
+      std::cerr << "corvel: --scale must be 'auto' or a power of ten from 1e-12 to 1e12, not '"
+                << scale << "'\n";
+      return kExitUsage;
+    }
+    options.scale = std::pow(10.0, std::round(exponent));
+  }
+  if (!tmWindow.empty()) {
+    if (!(tmWindow[0] < tmWindow[1])) {
+      std::cerr << "corvel: --tm-window needs MIN,MAX with MIN below MAX\n";
+      return kExitUsage;
+    }
+    options.tmMin = tmWindow[0];
+    options.tmMax = tmWindow[1];
+  }
   if (options.minPeakFwhm > options.maxPeakFwhm) {
     std::cerr << "corvel: --min-peak-fwhm (" << options.minPeakFwhm
               << ") is larger than --max-peak-fwhm (" << options.maxPeakFwhm << ")\n";

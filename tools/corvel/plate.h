@@ -58,6 +58,7 @@ struct Run {
   std::string instrument;  // instrument name, when the file gives it
   int rows = 0;            // plate format, 0 when unknown
   int columns = 0;
+  std::string background;  // how the instrument treated the background, when the file says
 };
 
 struct Plate {

@@ -387,6 +387,9 @@ class RdmlReader {
     Run run;
     run.id = id;
     run.instrument = clean(textOf(child(node, "instrument")));
+    // How the instrument's software treated the background (e.g.
+    // "Background Subtraction"): a hint at the fluorescence units.
+    run.background = clean(textOf(child(node, "backgroundDeterminationMethod")));
     const PlateFormat format = readFormat(node, id);
     if (format.usable) {
       run.rows = format.rows;

@@ -103,10 +103,33 @@ struct StandardCurve {
   double rSquared = kNaN;
   double efficiency = kNaN;  // 10^(-1/slope) - 1
   std::string note;
+  // The slope's standard error and the 95 % confidence interval of the
+  // efficiency it gives (Student t with points - 2 degrees of freedom).
+  double slopeSe = kNaN;
+  double efficiencyLow = kNaN;
+  double efficiencyHigh = kNaN;
+  // The linear range used: the smallest and largest log10(quantity) of the
+  // points fitted.
+  double log10QuantityMin = kNaN;
+  double log10QuantityMax = kNaN;
+};
+
+// How Cq values become relative quantities.
+enum class RqMethod {
+  deltaDeltaCt,  // every target doubles per cycle: RQ = 2^-ddCt
+  pfaffl,        // each target's measured efficiency from its standard curve
+};
+
+// Which Cq the standard curves, the relative quantities and the replicate
+// checks use; both are always reported.
+enum class CqMethod {
+  linear,   // threshold crossing
+  sigmoid,  // from the fitted logistic curve
 };
 
 // Relative quantity of one target in one sample against the reference
-// genes, normalized to the calibrator sample (delta-delta Ct).
+// genes, normalized to the calibrator sample (delta-delta Ct, or Pfaffl's
+// efficiency-corrected ratio).
 struct RelativeQuantity {
   std::string run;
   std::string target;
@@ -121,6 +144,11 @@ struct RelativeQuantity {
   double lower = kNaN;  // error bar
   double upper = kNaN;
   std::string note;  // why a value is missing
+  RqMethod method = RqMethod::deltaDeltaCt;
+  // Amplification factor per cycle (1 + efficiency) of the target and of
+  // the pooled references: 2 for delta-delta Ct.
+  double targetFactor = kNaN;
+  double referenceFactor = kNaN;
 };
 
 // What the analysis was asked to do; the defaults are the documented ones.
@@ -137,7 +165,27 @@ struct AnalysisOptions {
   double maxPeakFwhm = 10.0;
   bool melting = true;   // analyse melting readings when the plate has them
   unsigned threads = 1;  // wells whose melting curves are analysed at the same time
+  // Fluorescence is multiplied by this before the analysis (a power of ten);
+  // empty: chosen from the data.
+  std::optional<double> scale;
+  CqMethod cqMethod = CqMethod::linear;
+  RqMethod rqMethod = RqMethod::deltaDeltaCt;
+  // The Tm range expected of the product, °C; a peak outside it is flagged.
+  std::optional<double> tmMin, tmMax;
 };
+
+// The Cq of a well by the chosen method (NaN when undetermined).
+inline double chosenCq(const WellResult& well, CqMethod method) {
+  return method == CqMethod::sigmoid ? well.ctSigmoid : well.ctLinear;
+}
+
+// The method's name as the outputs write it.
+inline const char* cqMethodName(CqMethod method) {
+  return method == CqMethod::sigmoid ? "sigmoid" : "linear";
+}
+inline const char* rqMethodName(RqMethod method) {
+  return method == RqMethod::pfaffl ? "Pfaffl" : "delta-delta Ct";
+}
 
 struct PlateResult {
   std::string path;
@@ -151,6 +199,11 @@ struct PlateResult {
   std::vector<RelativeQuantity> quantities;
   std::vector<SkippedReaction> skipped;  // reactions the reader could not take
   std::vector<std::string> warnings;
+  // The factor the fluorescence was multiplied by for the analysis, and why
+  // it was chosen. Fluorescence values in the results (curves, threshold,
+  // curve features) are given back in the file's own units.
+  double scale = 1.0;
+  std::string scaleReason;
 };
 
 }  // namespace corvel::tool
