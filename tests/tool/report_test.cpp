@@ -107,7 +107,9 @@ PlateResult smallPlate() {
   plate.libraryVersion = "1.1.2";
   plate.options.referenceGenes = {"GAPDH"};
   plate.options.calibrator = "control";
-  plate.runs = {{"Run 1", "LightCycler 480", 8, 12}};
+  plate.runs = {{"Run 1", "LightCycler 480", 8, 12, "background subtracted"}};
+  plate.scale = 100.0;
+  plate.scaleReason = "plateau about 90: normalized units";
 
   const char* samples[] = {"control", "control", "treated", "treated"};
   for (int i = 0; i < 4; ++i) {
@@ -173,6 +175,11 @@ PlateResult smallPlate() {
   sc.rmse = 0.012;
   sc.rSquared = 0.99987;
   sc.efficiency = std::pow(10.0, 1.0 / 3.32) - 1.0;
+  sc.slopeSe = 0.0123;
+  sc.efficiencyLow = 0.9712;
+  sc.efficiencyHigh = 1.0329;
+  sc.log10QuantityMin = 3;
+  sc.log10QuantityMax = 5;
   plate.standards.push_back(sc);
 
   RelativeQuantity control{"Run 1", "IL6", "control", 5.1, 0.2,  0.1, 4,
@@ -183,6 +190,7 @@ PlateResult smallPlate() {
       "Run 1", "IL6", kHostileSample,          kNaN, kNaN, kNaN, 1, 5.1, kNaN, kNaN,
       kNaN,    kNaN,  "no replicate with a Ct"};
   plate.quantities = {control, treated, missing};
+  for (RelativeQuantity& q : plate.quantities) q.targetFactor = q.referenceFactor = 2.0;
   plate.skipped.push_back({"Run 1", "H12", "IL6", "no amplification readings (<data> is empty)"});
   plate.warnings.push_back("Run 1: 2 reactions have no sample type; taken as unknowns");
   return plate;
@@ -194,7 +202,7 @@ PlateResult bigPlate() {
   plate.path = "big.rdml";
   plate.format = "RDML 1.4";
   plate.libraryVersion = "1.1.2";
-  plate.runs = {{"Run 1", "", 16, 24}};
+  plate.runs = {{"Run 1", "", 16, 24, ""}};
   const char* targets[] = {"ACTB", "GAPDH", "IL6", "TNF"};
   for (std::size_t i = 0; i < 384; ++i) {
     const std::size_t t = i / 96;
@@ -355,6 +363,54 @@ TEST(JsonDocument, HoldsEveryPartOfThePlate) {
   EXPECT_EQ(plateJson(fixed)["options"]["threshold"], 250.5);
 }
 
+TEST(JsonDocument, CarriesScaleMethodsAndEfficiencyInterval) {
+  PlateResult plate = smallPlate();
+  json j = plateJson(plate);
+  EXPECT_EQ(j["scale"], 100.0);
+  EXPECT_EQ(j["scaleReason"], plate.scaleReason);
+  EXPECT_TRUE(j["options"]["scale"].is_null());  // chosen from the data
+  EXPECT_EQ(j["options"]["cqMethod"], "linear");
+  EXPECT_EQ(j["options"]["rqMethod"], "delta-delta Ct");
+  EXPECT_TRUE(j["options"]["tmMin"].is_null());
+  EXPECT_TRUE(j["options"]["tmMax"].is_null());
+  EXPECT_EQ(j["runs"][0]["background"], "background subtracted");
+  EXPECT_EQ(j["wells"][0]["cqUsed"], plate.wells[0].ctLinear);
+  EXPECT_TRUE(j["wells"][9]["cqUsed"].is_null());
+  const json& sc = j["standardCurves"][0];
+  EXPECT_EQ(sc["slopeSe"], 0.0123);
+  EXPECT_EQ(sc["efficiencyLow"], 0.9712);
+  EXPECT_EQ(sc["efficiencyHigh"], 1.0329);
+  EXPECT_EQ(sc["log10QuantityMin"], 3.0);
+  EXPECT_EQ(sc["log10QuantityMax"], 5.0);
+  EXPECT_EQ(j["relativeQuantities"][1]["method"], "delta-delta Ct");
+  EXPECT_EQ(j["relativeQuantities"][1]["targetFactor"], 2.0);
+  EXPECT_EQ(j["relativeQuantities"][1]["referenceFactor"], 2.0);
+
+  plate.options.scale = 100.0;
+  plate.options.cqMethod = CqMethod::sigmoid;
+  plate.options.rqMethod = RqMethod::pfaffl;
+  plate.options.tmMin = 80.0;
+  plate.options.tmMax = 86.5;
+  plate.quantities[1].method = RqMethod::pfaffl;
+  plate.quantities[1].targetFactor = 1.93;
+  plate.standards[0].efficiencyLow = kNaN;
+  j = jsonText(plate);
+  EXPECT_EQ(j["options"]["scale"], 100.0);
+  EXPECT_EQ(j["options"]["cqMethod"], "sigmoid");
+  EXPECT_EQ(j["options"]["rqMethod"], "Pfaffl");
+  EXPECT_EQ(j["options"]["tmMin"], 80.0);
+  EXPECT_EQ(j["options"]["tmMax"], 86.5);
+  EXPECT_EQ(j["wells"][0]["cqUsed"], plate.wells[0].ctSigmoid);
+  EXPECT_EQ(j["relativeQuantities"][1]["method"], "Pfaffl");
+  EXPECT_EQ(j["relativeQuantities"][1]["targetFactor"], 1.93);
+  EXPECT_TRUE(j["standardCurves"][0]["efficiencyLow"].is_null());
+
+  // The scale leads the document, before the options and the data.
+  std::ostringstream text;
+  writeJson(plate, text);
+  EXPECT_LT(text.str().find("\"scaleReason\""), text.str().find("\"options\""));
+}
+
 TEST(JsonDocument, WrittenTextRoundTripsEveryNumber) {
   PlateResult plate = smallPlate();
   // Values whose shortest decimal form is long or unusual.
@@ -484,6 +540,119 @@ TEST(HtmlReport, TablesHoldTheResults) {
   EXPECT_EQ(empty.find("id=\"well-table\""), std::string::npos);
 }
 
+// The part of the page between two markers (empty when either is missing).
+std::string between(const std::string& html, const std::string& from, const std::string& to) {
+  const std::size_t a = html.find(from);
+  if (a == std::string::npos) return {};
+  const std::size_t b = html.find(to, a);
+  return b == std::string::npos ? std::string() : html.substr(a, b - a);
+}
+
+TEST(HtmlReport, ShowsTheScaleTheMethodsAndTheEfficiencyInterval) {
+  PlateResult plate = smallPlate();
+  std::string html = htmlOf(plate);
+  const std::string header = between(html, "<header", "</header>");
+  EXPECT_NE(header.find("<dt>Fluorescence scale</dt><dd>\u00d7100 for the analysis</dd>"),
+            std::string::npos)
+      << header;
+  EXPECT_NE(header.find("title=\"plateau about 90: normalized units\""), std::string::npos);
+  EXPECT_NE(header.find("background: background subtracted"), std::string::npos);
+  const std::string options = between(html, "<dl class=\"options\">", "</dl>");
+  EXPECT_NE(options.find("\u00d7100, chosen from the data: plateau about 90: normalized units"),
+            std::string::npos)
+      << options;
+  EXPECT_NE(options.find("linear (threshold crossing); both are reported"), std::string::npos);
+  EXPECT_NE(options.find("\u0394\u0394Ct: every target doubles per cycle (factor 2)"),
+            std::string::npos);
+  EXPECT_NE(options.find("any (no window given)"), std::string::npos);
+  // The amplification charts say their units are the file's.
+  EXPECT_NE(html.find("the analysis multiplied them by 100"), std::string::npos);
+
+  const std::string standards = between(html, "id=\"standard-table\"", "</table>");
+  EXPECT_NE(standards.find(">0.0123</td>"), std::string::npos) << standards;
+  EXPECT_NE(standards.find(">97.1\u2013103.3</td>"), std::string::npos) << standards;
+  EXPECT_NE(standards.find(">3.00\u20135.00</td>"), std::string::npos) << standards;
+
+  // The delta-delta Ct table has no factor columns; Pfaffl's has them.
+  EXPECT_EQ(html.find("Factor target"), std::string::npos);
+  EXPECT_NE(html.find("\u0394\u0394Ct, factor 2: RQ = 2"), std::string::npos);
+
+  plate.scale = 1e-5;
+  plate.options.scale = 1e-5;
+  plate.options.cqMethod = CqMethod::sigmoid;
+  plate.options.rqMethod = RqMethod::pfaffl;
+  plate.options.tmMin = 80.0;
+  plate.options.tmMax = 86.5;
+  for (RelativeQuantity& q : plate.quantities) {
+    q.method = RqMethod::pfaffl;
+    q.targetFactor = 1.9312;
+  }
+  plate.standards[0].efficiencyHigh = kNaN;  // the slope's interval reaches 0
+  html = htmlOf(plate);
+  EXPECT_NE(html.find(">\u2265\u202f97.1</td>"), std::string::npos);
+  EXPECT_NE(html.find("<dd>\u00d710<sup>\u22125</sup>, as given: plateau"), std::string::npos);
+  EXPECT_NE(html.find("sigmoid (from the logistic fit); both are reported"), std::string::npos);
+  EXPECT_NE(html.find("Pfaffl: each target&#39;s efficiency from its standard curve"),
+            std::string::npos);
+  EXPECT_NE(html.find("<dt>Expected Tm</dt><dd>80\u201386.5\u202f\u00b0C"), std::string::npos);
+  EXPECT_NE(html.find("The shaded band is the expected Tm range (80\u201386.5"), std::string::npos);
+  const std::string quantities = between(html, "id=\"quantity-table\"", "</table>");
+  EXPECT_NE(quantities.find(">Factor target</th>"), std::string::npos);
+  EXPECT_EQ(occurrences(quantities, ">1.931</td>"), 3u);
+  EXPECT_EQ(occurrences(quantities, ">Pfaffl</td>"), 3u);
+}
+
+TEST(HtmlReport, EveryMissingCtSaysWhyAndFlagsAreCounted) {
+  PlateResult plate = smallPlate();
+  std::string html = htmlOf(plate);
+  std::string wells = between(html, "id=\"well-table\"", "</table>");
+  // The linear Ct is the one used; the badge marks its heading only.
+  EXPECT_NE(wells.find("Ct (linear) <span class=\"badge\">used</span></th>"), std::string::npos);
+  EXPECT_EQ(occurrences(wells, "class=\"badge\""), 1u);
+  // The NTC and the refused well lack both Cts: four empty cells, each
+  // with its reason and a link to the row's notes.
+  EXPECT_EQ(occurrences(wells, "<a class=\"why\""), 4u);
+  EXPECT_EQ(occurrences(wells, "href=\"#why-9\""), 2u);
+  EXPECT_NE(wells.find("id=\"why-9\""), std::string::npos);
+  EXPECT_NE(wells.find("title=\"No Ct (linear): The curve stays below 300 units. The curve does "
+                       "not rise.\""),
+            std::string::npos);
+  EXPECT_NE(wells.find("title=\"No Ct (sigmoid): Not analysed: only 3 cycles; the analysis "
+                       "needs at least 9\""),
+            std::string::npos);
+  // The flags as chips with the note on hover, and the notes to read.
+  EXPECT_NE(wells.find("<span class=\"flag\" title=\"The curve does not rise.\">no-rise</span>"),
+            std::string::npos);
+  EXPECT_NE(wells.find("<span class=\"note\">The curve does not rise.</span>"), std::string::npos);
+
+  // The flag panel: the refused well first, then one row per flag.
+  const std::string panel = between(html, "id=\"flag-table\"", "</table>");
+  EXPECT_EQ(occurrences(panel, "<tr><td><button"), 3u);
+  EXPECT_LT(panel.find("data-flag=\"not analysed\" data-skip"),
+            panel.find("data-flag=\"low-signal\""));
+  EXPECT_NE(panel.find(">IL6: B6</td>"), std::string::npos);
+  EXPECT_NE(panel.find(">The curve stays below 300 units.</td>"), std::string::npos);
+  EXPECT_NE(html.find("2 of 11 wells carry a flag"), std::string::npos);
+
+  // A missing Ct no note explains still gets a reason: what it means.
+  plate.wells[9].flags.clear();
+  plate.wells[9].notes.clear();
+  plate.wells[9].ctSigmoid = 31.0;
+  html = htmlOf(plate);
+  wells = between(html, "id=\"well-table\"", "</table>");
+  EXPECT_EQ(occurrences(wells, "<a class=\"why\""), 3u);
+  EXPECT_NE(wells.find("<span class=\"note\">No Ct (linear): The processed curve does not cross "
+                       "the threshold.</span>"),
+            std::string::npos);
+  EXPECT_EQ(wells.find("No Ct (sigmoid): No plausible"), std::string::npos);
+
+  // Nothing flagged: the panel says so.
+  PlateResult clean = smallPlate();
+  clean.wells.resize(4);
+  EXPECT_NE(htmlOf(clean).find("No well carries a flag."), std::string::npos);
+  EXPECT_NE(htmlOf(PlateResult{}).find("No reactions, so no flags."), std::string::npos);
+}
+
 // Writes the report, renders it and checks that the page drew everything
 // without an error, a console message or a blocked request.
 test::RenderResult renderReport(const PlateResult& plate, const std::string& name,
@@ -533,6 +702,74 @@ TEST(ReportInBrowser, DrawsEveryChartOfThePlate) {
                        "3.3200 x + 34.400"),
             std::string::npos);
   EXPECT_NE(r.dom.find("Tm 84.26 \xC2\xB1"), std::string::npos);  // main peak, mean and SD
+  EXPECT_NE(r.dom.find("E = 100.1 % (97.1\u2013103.3 %)"), std::string::npos);
+  EXPECT_NE(r.dom.find("3 samples \u00b7 \u0394\u0394Ct, factor 2"), std::string::npos);
+  EXPECT_NE(r.dom.find("linear range log\u2081\u2080 q 3.0\u20135.0"), std::string::npos);
+  EXPECT_EQ(occurrences(r.dom, "class=\"range\""), 1u);
+  EXPECT_EQ(occurrences(r.dom, "class=\"tm-window\""), 0u);
+}
+
+// The other Cq and quantity methods, a Tm window and a scale: the charts
+// name what they show.
+TEST(ReportInBrowser, NamesTheMethodsInTheCharts) {
+  SKIP_WITHOUT_CHROMIUM();
+  PlateResult plate = smallPlate();
+  plate.options.cqMethod = CqMethod::sigmoid;
+  plate.options.rqMethod = RqMethod::pfaffl;
+  plate.options.tmMin = 82.0;
+  plate.options.tmMax = 86.0;
+  for (RelativeQuantity& q : plate.quantities) {
+    q.method = RqMethod::pfaffl;
+    q.targetFactor = 1.9312;
+    q.referenceFactor = 1.98;
+  }
+  const test::RenderResult r = renderReport(plate, "small_plate_pfaffl_sigmoid");
+  EXPECT_NE(r.dom.find("Pfaffl, factors 1.931 (target), 1.980 (reference)"), std::string::npos);
+  EXPECT_NE(r.dom.find("Ct, sigmoid (cycles)"), std::string::npos);
+  EXPECT_EQ(occurrences(r.dom, "class=\"tm-window\""), 1u);
+  EXPECT_NE(r.dom.find("Ct (sigmoid) <span class=\"badge\">used</span>"), std::string::npos);
+}
+
+// Clicking a flag in the summary shows only its wells; clicking "Show all
+// wells" brings the others back.
+TEST(ReportInBrowser, FlagsFilterTheWellsTable) {
+  SKIP_WITHOUT_CHROMIUM();
+  const fs::path html = outputDir() / "small_plate_flag_filter.html";
+  std::string page = htmlOf(smallPlate());
+  const std::string probe = R"(<script>
+(function () {
+  function visible() {
+    return Array.prototype.filter.call(document.querySelectorAll('#well-table tbody tr'),
+      function (row) { return !row.hidden && row.offsetParent !== null; }).length;
+  }
+  var body = document.body;
+  document.querySelector('#flag-table button[data-flag="low-signal"]').click();
+  body.setAttribute('data-flagged', visible());
+  body.setAttribute('data-status', document.getElementById('well-filter').textContent);
+  document.querySelector('#flag-table button[data-skip]').click();
+  body.setAttribute('data-skipped', visible());
+  document.querySelector('#well-filter button').click();
+  body.setAttribute('data-all', visible());
+  body.setAttribute('data-status-hidden', document.getElementById('well-filter').hidden);
+})();
+</script>
+</body>)";
+  const std::size_t end = page.rfind("</body>");
+  ASSERT_NE(end, std::string::npos);
+  page.replace(end, 7, probe);
+  std::ofstream(html, std::ios::binary) << page;
+  const test::RenderResult r = test::renderHtml(html);
+  ASSERT_TRUE(r.finished) << r.log;
+  EXPECT_EQ(test::bodyAttribute(r.dom, "data-rendered"), "ok")
+      << test::bodyAttribute(r.dom, "data-errors");
+  EXPECT_TRUE(r.consoleErrors.empty()) << r.consoleErrors.front();
+  EXPECT_EQ(test::bodyAttribute(r.dom, "data-flagged"), "1");
+  EXPECT_NE(test::bodyAttribute(r.dom, "data-status").find("Showing the 1 well flagged"),
+            std::string::npos)
+      << test::bodyAttribute(r.dom, "data-status");
+  EXPECT_EQ(test::bodyAttribute(r.dom, "data-skipped"), "1");
+  EXPECT_EQ(test::bodyAttribute(r.dom, "data-all"), "11");
+  EXPECT_EQ(test::bodyAttribute(r.dom, "data-status-hidden"), "true");
 }
 
 // Pointing at the first well's Ct mark names that well; pointing at a

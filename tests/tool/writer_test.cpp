@@ -22,6 +22,7 @@
 #include "csv_writer.h"
 #include "progress.h"
 #include "results.h"
+#include "summary.h"
 #include "text.h"
 
 namespace corvel::tool {
@@ -267,6 +268,8 @@ WellResult makeWell(const char* well, const char* target, const char* sample, co
 // full and an empty relative quantity.
 PlateResult smallPlate() {
   PlateResult plate;
+  plate.scale = 100.0;
+  plate.scaleReason = "largest reading 18.5: normalized units";
   plate.groups = {{kRun, "GAPDH", 40, 0.123456789012345, false, {0, 2}},
                   {kRun, "ACTB", 40, 250.0, true, {}}};
 
@@ -312,11 +315,18 @@ PlateResult smallPlate() {
        std::pow(10.0, 1.0 / 3.35) - 1.0, ""},
       {kRun, "TNF", {5}, {20.0}, kNaN, kNaN, kNaN, kNaN, kNaN,
        "fewer than two standards with a Ct"}};
+  plate.standards[0].slopeSe = 0.0123456789;
+  plate.standards[0].efficiencyLow = 0.9512345;
+  plate.standards[0].efficiencyHigh = 1.0298765;
+  plate.standards[0].log10QuantityMin = 3;
+  plate.standards[0].log10QuantityMax = 5;
   plate.quantities = {
       {kRun, "TNF", "treated", 2.5, 0.3, 0.15, 6, 3.75, -1.25, std::pow(2.0, 1.25), 2.1, 2.6, ""},
       {kRun, "TNF", "untreated, day 2", kNaN, kNaN, kNaN, kNaN, kNaN, kNaN, kNaN, kNaN, kNaN,
        "no Ct for the reference genes"}};
   // clang-format on
+  plate.quantities[0].targetFactor = 2;
+  plate.quantities[0].referenceFactor = 2;
   return plate;
 }
 
@@ -332,10 +342,14 @@ TEST(WellsCsv, OneRowPerReactionWithEveryColumn) {
                                            "quantity_unit",
                                            "analyzed",
                                            "skip_reason",
+                                           "fluorescence_scale",
                                            "threshold",
                                            "threshold_source",
                                            "ct_linear",
                                            "ct_sigmoid",
+                                           "cq_method",
+                                           "cq_used",
+                                           "cq_missing_reason",
                                            "quantity",
                                            "baseline_start",
                                            "baseline_end",
@@ -370,14 +384,18 @@ TEST(WellsCsv, OneRowPerReactionWithEveryColumn) {
       {"threshold_source", "automatic"}, {"baseline_start", "3"}, {"baseline_end", "15"},
       {"low_signal", "yes"}, {"no_rise", "no"}, {"instrument_cq", "18.1"}, {"tm", "84.25"},
       {"melt_peaks", "2"}, {"flags", "low-signal;late-rise"},
-      {"notes", "The signal is low. The curve rises late."}};
+      {"notes", "The signal is low. The curve rises late."}, {"fluorescence_scale", "100"},
+      {"cq_method", "linear"}, {"cq_missing_reason", ""}};
   // clang-format on
   for (const auto& [column, text] : expected) EXPECT_EQ(csv.cell(0, column), text) << column;
+  EXPECT_EQ(csv.cell(0, "cq_used"), csv.cell(0, "ct_linear"));
 
   // The refused well: its quoted name survives; in no group, no threshold.
   EXPECT_EQ(csv.cell(1, "sample"), "say \"hi\"");
   EXPECT_EQ(csv.cell(1, "analyzed"), "no");
   EXPECT_EQ(csv.cell(1, "skip_reason"), "only 5 cycles");
+  EXPECT_EQ(csv.cell(1, "cq_missing_reason"), "not analysed: only 5 cycles");
+  EXPECT_EQ(csv.cell(1, "fluorescence_scale"), "100");  // the plate's factor, on every well
   for (const char* column : {"quantity_given", "threshold", "threshold_source", "ct_linear",
                              "baseline_start", "baseline_end", "low_signal", "tm", "melt_peaks"}) {
     EXPECT_EQ(csv.cell(1, column), "") << column;
@@ -395,6 +413,39 @@ TEST(WellsCsv, OneRowPerReactionWithEveryColumn) {
   EXPECT_EQ(csv.cell(3, "well"), "B2");
   EXPECT_EQ(csv.cell(3, "analyzed"), "no");
   EXPECT_EQ(csv.cell(3, "skip_reason"), "not read: malformed number in <fluor>: 1,2");
+  EXPECT_EQ(csv.cell(3, "fluorescence_scale"), "");
+  EXPECT_EQ(csv.cell(3, "cq_used"), "");
+  EXPECT_EQ(csv.cell(3, "cq_missing_reason"), "not read: malformed number in <fluor>: 1,2");
+  EXPECT_EQ(csv.cell(3, "notes"), "");
+}
+
+// cq_used follows the chosen method, and an empty one always says why: the
+// well's notes, or what the empty value means when no note explains it.
+TEST(WellsCsv, ChosenCqAndWhyItIsMissing) {
+  PlateResult plate = smallPlate();
+  WellResult& noCt = plate.wells[2];
+  Csv csv(render(plate, writeWellsCsv));
+  EXPECT_EQ(csv.cell(2, "cq_used"), "");
+  EXPECT_EQ(csv.cell(2, "cq_missing_reason"), "the processed curve does not cross the threshold");
+
+  noCt.flags = {"no-ct", "ntc-clean"};
+  noCt.notes = {"The curve never crosses the threshold.", "Good: the control stays flat."};
+  csv = Csv(render(plate, writeWellsCsv));
+  EXPECT_EQ(csv.cell(2, "cq_missing_reason"),
+            "The curve never crosses the threshold. Good: the control stays flat.");
+
+  // By the sigmoid method: a well with only a linear Ct has no Cq.
+  plate.options.cqMethod = CqMethod::sigmoid;
+  noCt.flags.clear();
+  noCt.notes.clear();
+  noCt.ctLinear = 31.5;
+  plate.wells[0].ctSigmoid = 17.25;
+  csv = Csv(render(plate, writeWellsCsv));
+  EXPECT_EQ(csv.cell(0, "cq_method"), "sigmoid");
+  EXPECT_EQ(csv.cell(0, "cq_used"), "17.25");
+  EXPECT_EQ(csv.cell(2, "ct_linear"), "31.5");
+  EXPECT_EQ(csv.cell(2, "cq_used"), "");
+  EXPECT_EQ(csv.cell(2, "cq_missing_reason"), "no plausible logistic fit of the curve");
 }
 
 TEST(WellsCsv, ThresholdsOfTheWellsOwnGroupAndTallestPeak) {
@@ -422,35 +473,57 @@ TEST(StandardCurvesCsv, CurvesWithEfficiencyAndNotes) {
   const PlateResult plate = smallPlate();
   const Csv csv(render(plate, writeStandardCurvesCsv));
   EXPECT_EQ(csv.header,
-            (std::vector<std::string>{"run", "target", "points", "slope", "intercept", "r_squared",
-                                      "rmse", "efficiency", "efficiency_percent", "note"}));
+            (std::vector<std::string>{"run", "target", "cq_method", "points", "slope", "slope_se",
+                                      "intercept", "r_squared", "rmse", "efficiency",
+                                      "efficiency_low", "efficiency_high", "efficiency_percent",
+                                      "efficiency_low_percent", "efficiency_high_percent",
+                                      "log10_quantity_min", "log10_quantity_max", "note"}));
   ASSERT_EQ(csv.rows.size(), 2u);
-  const std::vector<std::pair<std::string, double StandardCurve::*>> numbers = {
-      {"slope", &StandardCurve::slope},
-      {"intercept", &StandardCurve::intercept},
-      {"r_squared", &StandardCurve::rSquared},
-      {"rmse", &StandardCurve::rmse},
-      {"efficiency", &StandardCurve::efficiency}};
+  using S = StandardCurve;
+  const std::vector<std::pair<std::string, double S::*>> numbers = {
+      {"slope", &S::slope},
+      {"slope_se", &S::slopeSe},
+      {"intercept", &S::intercept},
+      {"r_squared", &S::rSquared},
+      {"rmse", &S::rmse},
+      {"efficiency", &S::efficiency},
+      {"efficiency_low", &S::efficiencyLow},
+      {"efficiency_high", &S::efficiencyHigh},
+      {"log10_quantity_min", &S::log10QuantityMin},
+      {"log10_quantity_max", &S::log10QuantityMax}};
   for (const auto& [column, field] : numbers) {
     EXPECT_TRUE(readsBackAs(csv.cell(0, column), plate.standards[0].*field)) << column;
     EXPECT_EQ(csv.cell(1, column), "") << column;
   }
+  EXPECT_EQ(csv.cell(0, "cq_method"), "linear");
   EXPECT_EQ(csv.cell(0, "points"), "3");
-  EXPECT_NEAR(std::strtod(csv.cell(0, "efficiency_percent").c_str(), nullptr), 98.84, 0.01);
+  const auto percent = [&](const char* column) {
+    return std::strtod(csv.cell(0, column).c_str(), nullptr);
+  };
+  EXPECT_NEAR(percent("efficiency_percent"), 98.84, 0.01);
+  EXPECT_NEAR(percent("efficiency_low_percent"), 95.12345, 1e-9);
+  EXPECT_NEAR(percent("efficiency_high_percent"), 102.98765, 1e-9);
   EXPECT_EQ(csv.cell(1, "points"), "1");
-  EXPECT_EQ(csv.cell(1, "efficiency_percent"), "");
+  for (const char* column :
+       {"efficiency_percent", "efficiency_low_percent", "efficiency_high_percent"}) {
+    EXPECT_EQ(csv.cell(1, column), "") << column;
+  }
   EXPECT_EQ(csv.cell(1, "note"), "fewer than two standards with a Ct");
 }
 
 TEST(QuantitiesCsv, RelativeQuantitiesWithErrorBars) {
   const PlateResult plate = smallPlate();
   const Csv csv(render(plate, writeQuantitiesCsv));
-  EXPECT_EQ(csv.header, (std::vector<std::string>{"run", "target", "sample", "delta_ct", "sd", "se",
-                                                  "count", "calibrator_delta_ct", "delta_delta_ct",
-                                                  "rq", "lower", "upper", "note"}));
+  EXPECT_EQ(csv.header,
+            (std::vector<std::string>{"run", "target", "sample", "method", "cq_method",
+                                      "target_factor", "reference_factor", "delta_ct", "sd", "se",
+                                      "count", "calibrator_delta_ct", "delta_delta_ct", "rq",
+                                      "lower", "upper", "note"}));
   ASSERT_EQ(csv.rows.size(), 2u);
   using Q = RelativeQuantity;
   const std::vector<std::pair<std::string, double Q::*>> numbers = {
+      {"target_factor", &Q::targetFactor},
+      {"reference_factor", &Q::referenceFactor},
       {"delta_ct", &Q::deltaCt},
       {"sd", &Q::sd},
       {"se", &Q::se},
@@ -466,6 +539,20 @@ TEST(QuantitiesCsv, RelativeQuantitiesWithErrorBars) {
   }
   EXPECT_EQ(csv.cell(1, "sample"), "untreated, day 2");
   EXPECT_EQ(csv.cell(1, "note"), "no Ct for the reference genes");
+  EXPECT_EQ(csv.cell(0, "method"), "delta-delta Ct");
+  EXPECT_EQ(csv.cell(0, "cq_method"), "linear");
+
+  // Pfaffl's quantities name their method and carry the measured factors.
+  PlateResult pfaffl = smallPlate();
+  pfaffl.options.cqMethod = CqMethod::sigmoid;
+  pfaffl.quantities[0].method = RqMethod::pfaffl;
+  pfaffl.quantities[0].targetFactor = 1.9512345;
+  pfaffl.quantities[0].referenceFactor = 2.0123;
+  const Csv measured(render(pfaffl, writeQuantitiesCsv));
+  EXPECT_EQ(measured.cell(0, "method"), "Pfaffl");
+  EXPECT_EQ(measured.cell(0, "cq_method"), "sigmoid");
+  EXPECT_EQ(measured.cell(0, "target_factor"), "1.9512345");
+  EXPECT_EQ(measured.cell(0, "reference_factor"), "2.0123");
 }
 
 TEST(MeltingPeaksCsv, RankedPeaksAndWellsWithout) {
@@ -579,6 +666,75 @@ TEST(WriteCsvTables, FailuresNameTheFile) {
     EXPECT_NE(std::string(e.what()).find("quantities.csv"), std::string::npos) << e.what();
   }
   EXPECT_TRUE(fs::is_regular_file(dir.path() / "standard_curves.csv"));
+}
+
+// ---------------------------------------------------------------- summary
+
+bool contains(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+TEST(Summary, NamesScaleMethodsFlagsAndEfficiencyInterval) {
+  PlateResult plate = smallPlate();
+  plate.path = "plate.rdml";
+  plate.options.tmMin = 80.0;
+  plate.options.tmMax = 86.0;
+  plate.wells[2].flags = {"no-ct", "no-ct"};  // counted once for the well
+  plate.wells[2].notes = {"The curve never crosses the threshold.", ""};
+  const std::string text = plateSummary(plate);
+  EXPECT_TRUE(contains(text,
+                       "fluorescence scale: 100 (largest reading 18.5: normalized units); "
+                       "values are reported in the file's units\n"))
+      << text;
+  EXPECT_TRUE(contains(text, "GAPDH: threshold 0.1235 (automatic)")) << text;
+  EXPECT_TRUE(contains(text, "ACTB: threshold 250.0 (given)")) << text;
+  EXPECT_TRUE(contains(text,
+                       "Cq used for statistics: linear (threshold crossing); 1 analysed "
+                       "well has none"))
+      << text;
+  EXPECT_TRUE(contains(text, "flags: late-rise 1 well, low-signal 1 well, no-ct 1 well")) << text;
+  EXPECT_TRUE(contains(text, "efficiency 98.8 % (95 % CI 95.1 to 103.0 %)")) << text;
+  EXPECT_TRUE(contains(text, "3 points over log10(q) 3.00 to 5.00")) << text;
+  EXPECT_TRUE(contains(text, "standard curve TNF: fewer than two standards with a Ct")) << text;
+  EXPECT_TRUE(contains(text, "relative quantities (delta-delta Ct: factor 2 per cycle)")) << text;
+  EXPECT_FALSE(contains(text, "factors")) << text;
+  EXPECT_TRUE(contains(text, "expected Tm 80.0 to 86.0 °C")) << text;
+  EXPECT_EQ(text.back(), '\n');
+}
+
+TEST(Summary, OtherScalesSigmoidCqAndPfaffl) {
+  PlateResult plate = smallPlate();
+  plate.options.cqMethod = CqMethod::sigmoid;
+  plate.options.rqMethod = RqMethod::pfaffl;
+  plate.quantities[0].method = RqMethod::pfaffl;
+  plate.quantities[0].targetFactor = 1.9512345;
+  plate.quantities[0].referenceFactor = 2.0123;
+  plate.scale = 1.0;
+  plate.scaleReason = "";
+  std::string text = plateSummary(plate);
+  EXPECT_TRUE(contains(text, "fluorescence scale: 1\n")) << text;
+  // Of the two analysed wells the standard has a sigmoid Ct, the other none.
+  EXPECT_TRUE(contains(text,
+                       "Cq used for statistics: sigmoid (from the logistic fit); 1 analysed "
+                       "well has none"))
+      << text;
+  EXPECT_TRUE(contains(text, "relative quantities (Pfaffl: each target's measured efficiency)"))
+      << text;
+  EXPECT_TRUE(contains(text, "factors 1.951 (target) and 2.012 (references)")) << text;
+  plate.standards[0].efficiencyHigh = kNaN;
+  EXPECT_TRUE(contains(plateSummary(plate), "(95 % CI from 95.1 %, no upper bound)"));
+  EXPECT_FALSE(contains(text, "flags: no-ct")) << text;
+
+  plate.options.scale = 1e5;
+  for (const auto& [factor, shown] :
+       std::vector<std::pair<double, std::string>>{{0.001, "scale: 0.001, as given;"},
+                                                   {1e5, "scale: 100000, as given;"},
+                                                   {1e-8, "scale: 10^-8, as given;"},
+                                                   {1e12, "scale: 10^12, as given;"},
+                                                   {2.5, "scale: 2.5, as given;"}}) {
+    plate.scale = factor;
+    EXPECT_TRUE(contains(plateSummary(plate), shown)) << shown;
+  }
 }
 
 // ---------------------------------------------------------------- progress

@@ -65,13 +65,18 @@ const std::vector<std::string_view> kWellColumns = {
     // identity
     "run", "well", "target", "sample", "type", "quantity_given", "quantity_unit",
     // amplification
-    "analyzed", "skip_reason", "threshold", "threshold_source", "ct_linear", "ct_sigmoid",
-    "quantity",
+    "analyzed", "skip_reason", "fluorescence_scale", "threshold", "threshold_source", "ct_linear",
+    "ct_sigmoid", "cq_method", "cq_used", "cq_missing_reason", "quantity",
     // the curve's features
     "baseline_start", "baseline_end", "baseline_slope", "baseline_noise", "max_value", "step_rise",
     "max_slope", "sigmoid_top", "sigmoid_mid", "sigmoid_rate", "low_signal", "no_rise",
     // instrument, melting, flags
     "instrument_cq", "tm", "melt_peaks", "flags", "notes"};
+
+std::size_t columnIndex(std::string_view name) {
+  return static_cast<std::size_t>(std::find(kWellColumns.begin(), kWellColumns.end(), name) -
+                                  kWellColumns.begin());
+}
 
 void writeHeader(std::ostream& out, const std::vector<std::string_view>& names) {
   Row row;
@@ -115,6 +120,19 @@ std::vector<const MeltPeak*> rankedPeaks(const MeltResult& melt) {
   return ranked;
 }
 
+// Why a well has no Cq by the chosen method, or "" when it has one: the
+// reason it was not analysed, else its notes, else what an empty value of
+// that method means by definition (a well whose flags say nothing more).
+std::string cqMissingReason(const WellResult& well, CqMethod method) {
+  if (!std::isnan(chosenCq(well, method))) return {};
+  if (!well.analyzed) {
+    return well.skipReason.empty() ? "not analysed" : "not analysed: " + well.skipReason;
+  }
+  if (!well.notes.empty()) return join(well.notes, " ");
+  return method == CqMethod::sigmoid ? "no plausible logistic fit of the curve"
+                                     : "the processed curve does not cross the threshold";
+}
+
 void writeTable(const std::filesystem::path& file, void (*write)(const PlateResult&, std::ostream&),
                 const PlateResult& plate) {
   // Binary mode: LF line ends on every system.
@@ -148,14 +166,17 @@ void writeWellsCsv(const PlateResult& plate, std::ostream& out) {
     } else {
       row.empty().empty();
     }
-    row.yesNo(well.analyzed).text(well.skipReason);
+    row.yesNo(well.analyzed).text(well.skipReason).number(plate.scale);
 
     if (const AmplificationGroup* group = groupOf(plate, well)) {
       row.number(group->threshold).text(group->thresholdFromUser ? "user" : "automatic");
     } else {
       row.empty().empty();
     }
-    row.number(well.ctLinear).number(well.ctSigmoid).number(well.quantity);
+    const CqMethod method = plate.options.cqMethod;
+    row.number(well.ctLinear).number(well.ctSigmoid).text(cqMethodName(method));
+    row.number(chosenCq(well, method)).text(cqMissingReason(well, method));
+    row.number(well.quantity);
 
     // The record gives the baseline as positions in the curve, the start
     // counted from 1 and the end from 0. The table gives the cycle numbers
@@ -205,31 +226,42 @@ void writeWellsCsv(const PlateResult& plate, std::ostream& out) {
     row.text(skipped.run).text(skipped.well).text(skipped.target);
     row.empty().empty().empty().empty();  // sample, type, quantity_given, quantity_unit
     row.yesNo(false).text("not read: " + skipped.reason);
-    row.padTo(kWellColumns.size());  // threshold .. notes
+    // No Cq either, and the same reason for it.
+    row.padTo(columnIndex("cq_missing_reason")).text("not read: " + skipped.reason);
+    row.padTo(kWellColumns.size());
     row.writeTo(out);
   }
 }
 
 void writeStandardCurvesCsv(const PlateResult& plate, std::ostream& out) {
-  writeHeader(out, {"run", "target", "points", "slope", "intercept", "r_squared", "rmse",
-                    "efficiency", "efficiency_percent", "note"});
+  writeHeader(out, {"run", "target", "cq_method", "points", "slope", "slope_se", "intercept",
+                    "r_squared", "rmse", "efficiency", "efficiency_low", "efficiency_high",
+                    "efficiency_percent", "efficiency_low_percent", "efficiency_high_percent",
+                    "log10_quantity_min", "log10_quantity_max", "note"});
   for (const StandardCurve& curve : plate.standards) {
     Row row;
-    row.text(curve.run).text(curve.target);
+    row.text(curve.run).text(curve.target).text(cqMethodName(plate.options.cqMethod));
     row.integer(static_cast<long long>(curve.log10Quantity.size()));
-    row.number(curve.slope).number(curve.intercept).number(curve.rSquared).number(curve.rmse);
-    row.number(curve.efficiency).number(curve.efficiency * 100.0);
+    row.number(curve.slope).number(curve.slopeSe).number(curve.intercept);
+    row.number(curve.rSquared).number(curve.rmse);
+    row.number(curve.efficiency).number(curve.efficiencyLow).number(curve.efficiencyHigh);
+    row.number(curve.efficiency * 100.0).number(curve.efficiencyLow * 100.0);
+    row.number(curve.efficiencyHigh * 100.0);
+    row.number(curve.log10QuantityMin).number(curve.log10QuantityMax);
     row.text(curve.note);
     row.writeTo(out);
   }
 }
 
 void writeQuantitiesCsv(const PlateResult& plate, std::ostream& out) {
-  writeHeader(out, {"run", "target", "sample", "delta_ct", "sd", "se", "count",
-                    "calibrator_delta_ct", "delta_delta_ct", "rq", "lower", "upper", "note"});
+  writeHeader(out, {"run", "target", "sample", "method", "cq_method", "target_factor",
+                    "reference_factor", "delta_ct", "sd", "se", "count", "calibrator_delta_ct",
+                    "delta_delta_ct", "rq", "lower", "upper", "note"});
   for (const RelativeQuantity& q : plate.quantities) {
     Row row;
     row.text(q.run).text(q.target).text(q.sample);
+    row.text(rqMethodName(q.method)).text(cqMethodName(plate.options.cqMethod));
+    row.number(q.targetFactor).number(q.referenceFactor);
     row.number(q.deltaCt).number(q.sd).number(q.se).number(q.count);
     row.number(q.calibratorDeltaCt).number(q.deltaDeltaCt).number(q.rq);
     row.number(q.lower).number(q.upper);

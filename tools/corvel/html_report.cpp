@@ -13,9 +13,11 @@
 #include <charconv>
 #include <cmath>
 #include <filesystem>
+#include <iterator>
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "json_writer.h"
@@ -155,7 +157,7 @@ struct Column {
 
 // The heading row; the Run column comes first and only when the plate has
 // several runs.
-void headerRow(std::ostream& out, bool withRun, std::initializer_list<Column> columns) {
+void headerRow(std::ostream& out, bool withRun, const std::vector<Column>& columns) {
   out << "<thead><tr>";
   if (withRun) out << "<th scope=\"col\">Run</th>";
   for (const Column& c : columns) {
@@ -183,6 +185,172 @@ std::string confidenceText(int index) {
   return std::string(kLevels[index]) + "\u202f% confidence";
 }
 
+// The factor the fluorescence was multiplied by, as markup: "100", "0.001",
+// "10<sup>-5</sup>" (with a minus sign); any other factor as a plain number.
+std::string factorMarkup(double factor) {
+  if (!(factor > 0) || !std::isfinite(factor)) return "unknown";
+  const double exponent = std::round(std::log10(factor));
+  if (std::fabs(factor / std::pow(10.0, exponent) - 1.0) > 1e-12) return escape(readable(factor));
+  const int k = static_cast<int>(exponent);
+  if (k >= -3 && k <= 6) return toChars(factor, std::chars_format::fixed, std::max(0, -k));
+  return "10<sup>" + std::string(k < 0 ? "\u2212" : "") + std::to_string(k < 0 ? -k : k) + "</sup>";
+}
+
+const char* cqLabel(CqMethod method) {
+  return method == CqMethod::sigmoid ? "Ct (sigmoid)" : "Ct (linear)";
+}
+
+// The notes of a well as one text.
+std::string joinedNotes(const WellResult& w) {
+  std::string text;
+  for (const std::string& note : w.notes) {
+    if (note.empty()) continue;
+    if (!text.empty()) text += ' ';
+    text += note;
+  }
+  return text;
+}
+
+// Why a well has no Ct by the given method: the reason it was not analysed,
+// else its notes, else what an empty value of that method means by
+// definition (for a well whose flags say nothing more).
+std::string missingCtReason(const WellResult& w, CqMethod method) {
+  if (!w.analyzed) {
+    return "Not analysed: " +
+           (w.skipReason.empty() ? std::string("no reason given") : w.skipReason);
+  }
+  std::string notes = joinedNotes(w);
+  if (!notes.empty()) return notes;
+  return method == CqMethod::sigmoid ? "No plausible logistic fit of the curve."
+                                     : "The processed curve does not cross the threshold.";
+}
+
+// A Ct cell of the wells table. An empty one links to the row's notes and
+// carries the reason in its tooltip, so that "why is there no Ct?" is
+// answered where the question arises.
+void ctCell(std::ostream& out, const WellResult& w, CqMethod method, std::size_t row, bool used) {
+  const double v = chosenCq(w, method);
+  const char* usedClass = used ? " used" : "";
+  if (std::isfinite(v)) {
+    out << "<td class=\"num" << usedClass << "\" data-v=\"" << exact(v) << "\">"
+        << escape(fixed(v, 2)) << "</td>";
+    return;
+  }
+  out << "<td class=\"num na" << usedClass << "\" data-v=\"\"><a class=\"why\" href=\"#why-" << row
+      << "\" title=\""
+      << escape(std::string("No ") + cqLabel(method) + ": " + missingCtReason(w, method))
+      << "\">\u2014 <span>why?</span></a></td>";
+}
+
+// Whether the well carries the flag. Wells the analysis could not take
+// carry "not-analyzed" with their reason; the report names any others by
+// their reason itself.
+bool flagged(const WellResult& w, const std::string& flag) {
+  return std::find(w.flags.begin(), w.flags.end(), flag) != w.flags.end();
+}
+
+// Wells per flag, for the summary's flag panel.
+struct FlagCount {
+  std::string name;
+  bool notAnalysed = false;  // the wells the analysis could not take, named by their reason
+  std::vector<std::size_t> wells;
+  std::string example;  // the first well's note for the flag
+};
+
+// Wells the analysis could not take first, then the flags, most frequent
+// first and in order of first appearance among equals.
+std::vector<FlagCount> flagCounts(const PlateResult& plate) {
+  FlagCount skipped{"not analysed", true, {}, {}};
+  std::vector<FlagCount> flags;
+  for (std::size_t i = 0; i < plate.wells.size(); ++i) {
+    const WellResult& w = plate.wells[i];
+    if (!w.analyzed && !flagged(w, "not-analyzed")) {
+      skipped.wells.push_back(i);
+      if (skipped.example.empty()) skipped.example = w.skipReason;
+    }
+    for (std::size_t f = 0; f < w.flags.size(); ++f) {
+      auto it = std::find_if(flags.begin(), flags.end(),
+                             [&](const FlagCount& c) { return c.name == w.flags[f]; });
+      if (it == flags.end()) {
+        flags.push_back({w.flags[f], false, {}, {}});
+        it = std::prev(flags.end());
+      }
+      // A flag given twice to one well counts the well once.
+      if (!it->wells.empty() && it->wells.back() == i) continue;
+      it->wells.push_back(i);
+      if (it->example.empty() && f < w.notes.size()) it->example = w.notes[f];
+    }
+  }
+  std::stable_sort(flags.begin(), flags.end(), [](const FlagCount& a, const FlagCount& b) {
+    return a.wells.size() > b.wells.size();
+  });
+  if (!skipped.wells.empty()) flags.insert(flags.begin(), std::move(skipped));
+  return flags;
+}
+
+// The wells named by their positions, grouped by run and target in order
+// of first appearance ("IL6: B6, B7; TNF: C1"), the target left out when
+// the plate has only one; at most `limit` wells, then how many more.
+std::string wellList(const PlateResult& plate, const std::vector<std::size_t>& wells,
+                     std::size_t limit) {
+  std::set<std::string> targets;
+  for (const WellResult& w : plate.wells) targets.insert(w.reaction.target);
+  const bool runs = severalRuns(plate);
+  const bool named = runs || targets.size() > 1;
+  std::vector<std::pair<std::string, std::vector<std::string>>> groups;
+  for (std::size_t k = 0; k < wells.size() && k < limit; ++k) {
+    const Reaction& r = plate.wells[wells[k]].reaction;
+    const std::string key = (runs ? r.run + " \u00b7 " : std::string()) + r.target;
+    auto it =
+        std::find_if(groups.begin(), groups.end(), [&](const auto& g) { return g.first == key; });
+    if (it == groups.end()) {
+      groups.push_back({key, {}});
+      it = std::prev(groups.end());
+    }
+    it->second.push_back(r.well);
+  }
+  std::string list;
+  for (const auto& [key, names] : groups) {
+    if (!list.empty()) list += "; ";
+    if (named) list += (key.empty() ? "(no target)" : key) + ": ";
+    for (std::size_t i = 0; i < names.size(); ++i) list += (i ? ", " : "") + names[i];
+  }
+  if (wells.size() > limit) list += " and " + std::to_string(wells.size() - limit) + " more";
+  return list;
+}
+
+void writeFlagPanel(const PlateResult& plate, std::ostream& out) {
+  out << "<h3 id=\"flags\">Flags</h3>\n";
+  const std::vector<FlagCount> flags = flagCounts(plate);
+  if (plate.wells.empty()) {
+    out << "<p class=\"empty\">No reactions, so no flags.</p>\n";
+    return;
+  }
+  if (flags.empty()) {
+    out << "<p class=\"empty\">No well carries a flag.</p>\n";
+    return;
+  }
+  std::size_t flagged = 0;
+  for (const WellResult& w : plate.wells) flagged += (!w.analyzed || !w.flags.empty()) ? 1 : 0;
+  out << "<p class=\"hint\">" << flagged << " of " << plate.wells.size()
+      << " wells carry a flag. Each well's reasons are in the last column of the wells table; "
+         "click a flag to show only its wells there.</p>\n"
+      << "<div class=\"table-wrap\"><table class=\"sortable\" id=\"flag-table\">\n";
+  headerRow(out, false, {{"Flag"}, {"Wells", true}, {"For example"}, {"Which wells"}});
+  out << "<tbody>\n";
+  constexpr std::size_t kListed = 24;
+  for (const FlagCount& f : flags) {
+    out << "<tr><td><button type=\"button\" class=\"flag" << (f.notAnalysed ? " skip" : "")
+        << "\" data-flag=\"" << escape(f.name) << "\"" << (f.notAnalysed ? " data-skip=\"\"" : "")
+        << ">" << escape(f.name) << "</button></td>";
+    numberCell(out, static_cast<double>(f.wells.size()), std::to_string(f.wells.size()));
+    textCell(out, f.example);
+    out << "<td class=\"wells-list\">" << escape(wellList(plate, f.wells, kListed))
+        << "</td></tr>\n";
+  }
+  out << "</tbody></table></div>\n";
+}
+
 void writeHead(const PlateResult& plate, std::ostream& out) {
   out << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
       << "<meta http-equiv=\"Content-Security-Policy\" content=\"" << kContentSecurityPolicy
@@ -200,12 +368,13 @@ void writeHead(const PlateResult& plate, std::ostream& out) {
 
 void writeSummary(const PlateResult& plate, std::ostream& out) {
   std::set<std::string> targets, samples;
-  std::size_t analyzed = 0, melting = 0;
+  std::size_t analyzed = 0, melting = 0, withCq = 0;
   for (const WellResult& w : plate.wells) {
     targets.insert(w.reaction.target);
     samples.insert(w.reaction.sample);
     if (w.analyzed) ++analyzed;
     if (w.hasMelt()) ++melting;
+    if (std::isfinite(chosenCq(w, plate.options.cqMethod))) ++withCq;
   }
 
   out << "<header class=\"masthead\">\n<div class=\"brand\">corvel \u00b7 qPCR analysis "
@@ -219,7 +388,10 @@ void writeSummary(const PlateResult& plate, std::ostream& out) {
       << "</dd></div>"
       << "<div><dt>Library</dt><dd>CorvelAlg "
       << escape(plate.libraryVersion.empty() ? "(version unknown)" : plate.libraryVersion)
-      << "</dd></div>";
+      << "</dd></div>"
+      << "<div title=\"" << escape(plate.scaleReason) << "\"><dt>Fluorescence scale</dt><dd>"
+      << "\u00d7" << factorMarkup(plate.scale)
+      << (plate.scale == 1.0 ? " (as read)" : " for the analysis") << "</dd></div>";
   for (const Run& r : plate.runs) {
     out << "<div><dt>Run</dt><dd>" << escape(r.id.empty() ? "(unnamed)" : r.id);
     if (!r.instrument.empty()) out << " \u00b7 " << escape(r.instrument);
@@ -227,12 +399,13 @@ void writeSummary(const PlateResult& plate, std::ostream& out) {
       out << " \u00b7 " << r.rows * r.columns << "-well plate (" << r.rows << "\u00d7" << r.columns
           << ")";
     }
+    if (!r.background.empty()) out << " \u00b7 background: " << escape(r.background);
     out << "</dd></div>";
   }
   out << "</dl>\n</header>\n";
 
   out << "<nav class=\"sections\"><a href=\"#summary\">Summary</a>"
-      << "<a href=\"#amplification\">Amplification</a>"
+      << "<a href=\"#flags\">Flags</a><a href=\"#amplification\">Amplification</a>"
       << "<a href=\"#standard-curves\">Standard curves</a>"
       << "<a href=\"#relative-quantities\">Relative quantities</a>"
       << "<a href=\"#melting\">Melting</a><a href=\"#wells\">Wells</a></nav>\n";
@@ -252,6 +425,10 @@ void writeSummary(const PlateResult& plate, std::ostream& out) {
         plate.wells.empty() ? "" : std::to_string(analyzed) + " analysed");
   count(plate.groups.size(), "amplification groups");
   count(targets.size(), "targets");
+  count(withCq, "wells with a Ct",
+        plate.wells.empty() ? ""
+                            : std::string(cqMethodName(plate.options.cqMethod)) + ", " +
+                                  std::to_string(plate.wells.size() - withCq) + " without");
   count(samples.size(), "samples");
   count(plate.standards.size(), "standard curves");
   count(plate.quantities.size(), "relative quantities");
@@ -265,6 +442,19 @@ void writeSummary(const PlateResult& plate, std::ostream& out) {
   out << "<div><dt>Threshold</dt><dd>"
       << (o.threshold ? escape(readable(*o.threshold)) + " (fixed)"
                       : std::string("automatic, per run and target"))
+      << "</dd></div>";
+  out << "<div><dt>Fluorescence scale</dt><dd>\u00d7" << factorMarkup(plate.scale)
+      << (o.scale ? ", as given" : ", chosen from the data");
+  if (!plate.scaleReason.empty()) out << ": " << escape(plate.scaleReason);
+  out << "</dd></div>";
+  out << "<div><dt>Ct for statistics</dt><dd>"
+      << (o.cqMethod == CqMethod::sigmoid ? "sigmoid (from the logistic fit)"
+                                          : "linear (threshold crossing)")
+      << "; both are reported</dd></div>";
+  out << "<div><dt>Relative quantities</dt><dd>"
+      << (o.rqMethod == RqMethod::pfaffl
+              ? "Pfaffl: each target&#39;s efficiency from its standard curve"
+              : "\u0394\u0394Ct: every target doubles per cycle (factor 2)")
       << "</dd></div>";
   out << "<div><dt>Reference genes</dt><dd>";
   if (o.referenceGenes.empty()) out << "none";
@@ -292,7 +482,19 @@ void writeSummary(const PlateResult& plate, std::ostream& out) {
   } else {
     out << "not analysed";
   }
+  out << "</dd></div>";
+  out << "<div><dt>Expected Tm</dt><dd>";
+  if (o.tmMin && o.tmMax) {
+    out << escape(readable(*o.tmMin)) << "\u2013" << escape(readable(*o.tmMax)) << "\u202f\u00b0C";
+  } else if (o.tmMin) {
+    out << "from " << escape(readable(*o.tmMin)) << "\u202f\u00b0C";
+  } else if (o.tmMax) {
+    out << "up to " << escape(readable(*o.tmMax)) << "\u202f\u00b0C";
+  } else {
+    out << "any (no window given)";
+  }
   out << "</dd></div></dl>\n";
+  writeFlagPanel(plate, out);
 
   if (!plate.warnings.empty()) {
     out << "<h3>Warnings</h3>\n<ul class=\"warnings\">";
@@ -325,7 +527,13 @@ void writeAmplification(const PlateResult& plate, std::ostream& out) {
            "amplification readings that could be analysed.</p>\n";
   } else {
     out << "<p class=\"hint\">One chart per run and target, with its threshold. Ct marks sit "
-           "where each curve crosses the threshold; point at a curve to identify its well.</p>\n"
+           "where each curve crosses the threshold; point at a curve to identify its well.";
+    if (plate.scale != 1.0) {
+      out << " Fluorescence and thresholds are shown in the file&#39;s own units; the analysis "
+             "multiplied them by "
+          << factorMarkup(plate.scale) << " (see the analysis options).";
+    }
+    out << "</p>\n"
         << "<div class=\"toolbar\" id=\"amp-controls\"></div>\n"
         << "<div class=\"charts\" id=\"amp-charts\"></div>\n";
   }
@@ -340,16 +548,24 @@ void writeStandardCurves(const PlateResult& plate, std::ostream& out) {
     return;
   }
   const bool runs = severalRuns(plate);
-  out << "<div class=\"charts\" id=\"std-charts\"></div>\n"
+  out << "<p class=\"hint\">" << cqLabel(plate.options.cqMethod)
+      << " regressed on log<sub>10</sub> of the standards&#39; quantities. The efficiency "
+         "E = 10<sup>\u22121/slope</sup> \u2212 1 is given with its 95\u202f% confidence "
+         "interval from the slope&#39;s standard error; the linear range is the span of "
+         "quantities fitted.</p>\n"
+      << "<div class=\"charts\" id=\"std-charts\"></div>\n"
       << "<div class=\"table-wrap\"><table class=\"sortable\" id=\"standard-table\">\n";
   headerRow(out, runs,
             {{"Target"},
              {"Points", true},
              {"Slope", true},
+             {"Slope SE", true},
              {"Intercept", true},
              {"Efficiency (%)", true},
+             {"95\u202f% CI (%)", true},
              {"R\u00b2", true},
              {"RMSE", true},
+             {"Linear range (log<sub>10</sub> q)", true},
              {"Note"}});
   out << "<tbody>\n";
   for (const StandardCurve& s : plate.standards) {
@@ -359,10 +575,24 @@ void writeStandardCurves(const PlateResult& plate, std::ostream& out) {
     const double points = static_cast<double>(s.ct.size());
     numberCell(out, points, std::to_string(s.ct.size()));
     numberCell(out, s.slope, fixed(s.slope, 4));
+    numberCell(out, s.slopeSe, fixed(s.slopeSe, 4));
     numberCell(out, s.intercept, fixed(s.intercept, 3));
     numberCell(out, s.efficiency, fixed(s.efficiency * 100, 1));
+    // Without an upper end (the slope's interval reaches 0) the lower end
+    // alone still bounds the efficiency.
+    std::string interval;
+    if (std::isfinite(s.efficiencyLow)) {
+      interval = std::isfinite(s.efficiencyHigh)
+                     ? fixed(s.efficiencyLow * 100, 1) + "\u2013" + fixed(s.efficiencyHigh * 100, 1)
+                     : "\u2265\u202f" + fixed(s.efficiencyLow * 100, 1);
+    }
+    numberCell(out, s.efficiencyLow, interval);
     numberCell(out, s.rSquared, fixed(s.rSquared, 4));
     numberCell(out, s.rmse, fixed(s.rmse, 3));
+    const bool range = std::isfinite(s.log10QuantityMin) && std::isfinite(s.log10QuantityMax);
+    numberCell(out, s.log10QuantityMin,
+               range ? fixed(s.log10QuantityMin, 2) + "\u2013" + fixed(s.log10QuantityMax, 2)
+                     : std::string());
     textCell(out, s.note);
     out << "</tr>\n";
   }
@@ -382,29 +612,54 @@ void writeQuantities(const PlateResult& plate, std::ostream& out) {
     return;
   }
   const bool runs = severalRuns(plate);
-  out << "<p class=\"hint\">RQ = 2<sup>\u2212\u0394\u0394Ct</sup> against the reference genes, "
-         "relative to the calibrator sample; bars show the error bar on a logarithmic axis.</p>\n"
+  bool pfaffl = false, deltaDelta = false;
+  for (const RelativeQuantity& q : plate.quantities) {
+    (q.method == RqMethod::pfaffl ? pfaffl : deltaDelta) = true;
+  }
+  out << "<p class=\"hint\">";
+  if (deltaDelta) {
+    out << "\u0394\u0394Ct, factor 2: RQ = 2<sup>\u2212\u0394\u0394Ct</sup>, assuming every "
+           "target doubles per cycle. ";
+  }
+  if (pfaffl) {
+    out << "Pfaffl: RQ = E<sub>target</sub><sup>\u0394Ct target</sup> / "
+           "E<sub>ref</sub><sup>\u0394Ct ref</sup> (\u0394Ct = calibrator \u2212 sample), with "
+           "each target&#39;s amplification factor E = 1 + efficiency from its standard curve "
+           "(the factors are in the table). ";
+  }
+  out << "Against the reference genes, relative to the calibrator sample, from the "
+      << cqLabel(plate.options.cqMethod)
+      << " values; bars show the error bar on a logarithmic axis.</p>\n"
       << "<div class=\"charts\" id=\"rq-charts\"></div>\n"
       << "<div class=\"table-wrap\"><table class=\"sortable\" id=\"quantity-table\">\n";
-  headerRow(out, runs,
-            {{"Target"},
-             {"Sample"},
-             {"\u0394Ct", true},
-             {"SD", true},
-             {"SE", true},
-             {"n", true},
-             {"\u0394Ct calibrator", true},
-             {"\u0394\u0394Ct", true},
-             {"RQ", true},
-             {"Lower", true},
-             {"Upper", true},
-             {"Note"}});
+  std::vector<Column> columns = {{"Target"}, {"Sample"}};
+  // The method and the factors only when they say more than "factor 2".
+  if (pfaffl) {
+    columns.insert(columns.end(),
+                   {{"Method"}, {"Factor target", true}, {"Factor reference", true}});
+  }
+  columns.insert(columns.end(), {{"\u0394Ct", true},
+                                 {"SD", true},
+                                 {"SE", true},
+                                 {"n", true},
+                                 {"\u0394Ct calibrator", true},
+                                 {"\u0394\u0394Ct", true},
+                                 {"RQ", true},
+                                 {"Lower", true},
+                                 {"Upper", true},
+                                 {"Note"}});
+  headerRow(out, runs, columns);
   out << "<tbody>\n";
   for (const RelativeQuantity& q : plate.quantities) {
     out << "<tr>";
     if (runs) textCell(out, q.run);
     textCell(out, q.target);
     textCell(out, q.sample);
+    if (pfaffl) {
+      textCell(out, q.method == RqMethod::pfaffl ? "Pfaffl" : "\u0394\u0394Ct");
+      numberCell(out, q.targetFactor, fixed(q.targetFactor, 3));
+      numberCell(out, q.referenceFactor, fixed(q.referenceFactor, 3));
+    }
     numberCell(out, q.deltaCt, fixed(q.deltaCt, 3));
     numberCell(out, q.sd, fixed(q.sd, 3));
     numberCell(out, q.se, fixed(q.se, 3));
@@ -430,8 +685,21 @@ void writeMelting(const PlateResult& plate, std::ostream& out) {
     return;
   }
   const bool runs = severalRuns(plate);
+  const AnalysisOptions& o = plate.options;
   out << "<p class=\"hint\">Derivative melting curves \u2212dF/dT with the noise floor removed, "
-         "and the fitted peaks (dashed); triangles mark each fitted Tm.</p>\n"
+         "and the fitted peaks (dashed); triangles mark each fitted Tm.";
+  if (o.tmMin || o.tmMax) {
+    out << " The shaded band is the expected Tm range (";
+    if (o.tmMin && o.tmMax) {
+      out << escape(readable(*o.tmMin)) << "\u2013" << escape(readable(*o.tmMax));
+    } else if (o.tmMin) {
+      out << "from " << escape(readable(*o.tmMin));
+    } else {
+      out << "up to " << escape(readable(*o.tmMax));
+    }
+    out << "\u202f\u00b0C); a peak outside it is flagged.";
+  }
+  out << "</p>\n"
       << "<div class=\"toolbar\" id=\"melt-controls\"></div>\n"
       << "<div class=\"charts\" id=\"melt-charts\"></div>\n"
       << "<h3>Melting peaks</h3>\n"
@@ -489,31 +757,38 @@ void writeWells(const PlateResult& plate, std::ostream& out) {
     return;
   }
   const bool runs = severalRuns(plate);
+  const CqMethod used = plate.options.cqMethod;
   bool fileCq = false, given = false, melt = false;
   for (const WellResult& w : plate.wells) {
     fileCq = fileCq || w.reaction.instrumentCq.has_value();
     given = given || w.reaction.quantity.has_value();
     melt = melt || w.hasMelt();
   }
-  out << "<p class=\"hint\">Every reaction of the plate in file order. Ct values are in cycles; "
-         "a dash means none (the curve did not cross the threshold, or no fit).</p>\n"
+  out << "<p class=\"hint\">Every reaction of the plate in file order, Ct values in cycles. Both "
+         "Cts are reported; the one marked <span class=\"badge\">used</span> feeds the standard "
+         "curves, the relative quantities and the replicate checks. Where a Ct is missing, "
+         "point at <span class=\"why-sample\">why?</span> for the reason or read it in the last "
+         "column, which gives every well&#39;s flags and what they mean.</p>\n"
+      << "<p class=\"filter\" id=\"well-filter\" hidden></p>\n"
       << "<div class=\"table-wrap tall\"><table class=\"sortable\" id=\"well-table\">\n"
       << "<thead><tr>";
-  auto th = [&out](std::string_view label, bool numeric = false) {
-    out << "<th scope=\"col\"" << (numeric ? " class=\"num\"" : "") << ">" << label << "</th>";
+  auto th = [&out](std::string_view label, bool numeric = false, bool badge = false) {
+    out << "<th scope=\"col\"" << (numeric ? " class=\"num\"" : "") << ">" << label;
+    if (badge) out << " <span class=\"badge\">used</span>";
+    out << "</th>";
   };
   if (runs) th("Run");
   th("Well");
   th("Target");
   th("Sample");
   th("Type");
-  th("Ct (linear)", true);
-  th("Ct (sigmoid)", true);
+  th("Ct (linear)", true, used == CqMethod::linear);
+  th("Ct (sigmoid)", true, used == CqMethod::sigmoid);
   if (fileCq) th("Cq (file)", true);
   if (given) th("Given quantity", true);
   th("Quantity", true);
   if (melt) th("Tm (\u00b0C)", true);
-  th("Flags and notes");
+  th("Flags and why");
   out << "</tr></thead>\n<tbody>\n";
 
   for (std::size_t i = 0; i < plate.wells.size(); ++i) {
@@ -525,8 +800,8 @@ void writeWells(const PlateResult& plate, std::ostream& out) {
     textCell(out, r.target);
     textCell(out, r.sample);
     textCell(out, r.sampleType);
-    numberCell(out, w.ctLinear, fixed(w.ctLinear, 2));
-    numberCell(out, w.ctSigmoid, fixed(w.ctSigmoid, 2));
+    ctCell(out, w, CqMethod::linear, i, used == CqMethod::linear);
+    ctCell(out, w, CqMethod::sigmoid, i, used == CqMethod::sigmoid);
     if (fileCq) {
       const double cq = r.instrumentCq.value_or(kNaN);
       numberCell(out, cq, fixed(cq, 2));
@@ -547,18 +822,30 @@ void writeWells(const PlateResult& plate, std::ostream& out) {
       const double first = w.melt.peaks.empty() ? kNaN : w.melt.peaks.front().tm;
       numberCell(out, first, tms);
     }
-    out << "<td class=\"notes\">";
-    if (!w.analyzed) {
+
+    // The flags as chips (the note on hover), then the notes to read; a
+    // missing Ct that no note explains gets what the empty value means.
+    out << "<td class=\"notes\" id=\"why-" << i << "\">";
+    if (!w.analyzed && !flagged(w, "not-analyzed")) {
       out << "<span class=\"flag skip\">not analysed</span> "
           << escape(w.skipReason.empty() ? "no reason given" : w.skipReason);
     }
     for (std::size_t f = 0; f < w.flags.size(); ++f) {
       out << "<span class=\"flag\"";
-      if (f < w.notes.size()) out << " title=\"" << escape(w.notes[f]) << "\"";
+      if (f < w.notes.size() && !w.notes[f].empty())
+        out << " title=\"" << escape(w.notes[f]) << "\"";
       out << ">" << escape(w.flags[f]) << "</span> ";
     }
-    for (const std::string& note : w.notes)
-      out << "<span class=\"note\">" << escape(note) << "</span>";
+    for (const std::string& note : w.notes) {
+      if (!note.empty()) out << "<span class=\"note\">" << escape(note) << "</span>";
+    }
+    if (w.analyzed && joinedNotes(w).empty()) {
+      for (const CqMethod method : {CqMethod::linear, CqMethod::sigmoid}) {
+        if (std::isfinite(chosenCq(w, method))) continue;
+        out << "<span class=\"note\">No " << cqLabel(method) << ": "
+            << escape(missingCtReason(w, method)) << "</span>";
+      }
+    }
     if (w.hasMelt() && !w.melt.note.empty()) {
       out << "<span class=\"note\">Melting: " << escape(w.melt.note) << "</span>";
     }

@@ -1,6 +1,8 @@
 // The JSON document of a plate. Keys follow the field names of the result
-// records (camelCase), in the order the records declare them, so that the
-// document reads like results.h. Every double is written with the shortest
+// records (camelCase), mostly in the order the records declare them, so that
+// the document reads like results.h; the plate's fluorescence scale comes
+// first, and the Cq a well's statistics use, which the record only implies,
+// is added next to the two Cts. Every double is written with the shortest
 // text that reads back to the same value; NaN and infinities, which JSON
 // cannot hold, become null.
 #include "json_writer.h"
@@ -66,6 +68,12 @@ Json optionsJson(const AnalysisOptions& o) {
   j["minPeakFwhm"] = number(o.minPeakFwhm);
   j["maxPeakFwhm"] = number(o.maxPeakFwhm);
   j["melting"] = o.melting;
+  // null: the factor was chosen from the data (see the plate's "scale").
+  j["scale"] = number(o.scale);
+  j["cqMethod"] = cqMethodName(o.cqMethod);
+  j["rqMethod"] = rqMethodName(o.rqMethod);
+  j["tmMin"] = number(o.tmMin);
+  j["tmMax"] = number(o.tmMax);
   return j;
 }
 
@@ -75,6 +83,7 @@ Json runJson(const Run& r) {
   j["instrument"] = r.instrument;
   j["rows"] = r.rows;
   j["columns"] = r.columns;
+  j["background"] = r.background;
   return j;
 }
 
@@ -154,6 +163,9 @@ Json wellJson(const PlateResult& plate, std::size_t index) {
   j["group"] = groupOf(plate, index);
   j["ctLinear"] = number(w.ctLinear);
   j["ctSigmoid"] = number(w.ctSigmoid);
+  // The one of the two the standard curves, relative quantities and
+  // replicate checks use (options.cqMethod).
+  j["cqUsed"] = number(chosenCq(w, plate.options.cqMethod));
   j["quantity"] = number(w.quantity);
   j["flags"] = strings(w.flags);
   j["notes"] = strings(w.notes);
@@ -203,6 +215,11 @@ Json standardJson(const StandardCurve& s) {
   j["rSquared"] = number(s.rSquared);
   j["efficiency"] = number(s.efficiency);
   j["note"] = s.note;
+  j["slopeSe"] = number(s.slopeSe);
+  j["efficiencyLow"] = number(s.efficiencyLow);
+  j["efficiencyHigh"] = number(s.efficiencyHigh);
+  j["log10QuantityMin"] = number(s.log10QuantityMin);
+  j["log10QuantityMax"] = number(s.log10QuantityMax);
   return j;
 }
 
@@ -221,6 +238,9 @@ Json quantityJson(const RelativeQuantity& q) {
   j["lower"] = number(q.lower);
   j["upper"] = number(q.upper);
   j["note"] = q.note;
+  j["method"] = rqMethodName(q.method);
+  j["targetFactor"] = number(q.targetFactor);
+  j["referenceFactor"] = number(q.referenceFactor);
   return j;
 }
 
@@ -238,6 +258,10 @@ Json orderedPlateJson(const PlateResult& plate) {
   j["file"] = plate.path;
   j["format"] = plate.format;
   j["libraryVersion"] = plate.libraryVersion;
+  // Placed first: every fluorescence value below is in the file's own units,
+  // and this says what the analysis multiplied them by.
+  j["scale"] = number(plate.scale);
+  j["scaleReason"] = plate.scaleReason;
   j["options"] = optionsJson(plate.options);
   j["runs"] = Json::array();
   for (const Run& r : plate.runs) j["runs"].push_back(runJson(r));

@@ -72,7 +72,7 @@ h3 { font-size: 1.02rem; font-weight: 600; margin: 18px 0 8px; }
 .notice {
   background: var(--warn-soft); color: var(--warn); padding: 10px 14px; border-radius: 6px;
 }
-.counts { display: grid; grid-template-columns: repeat(auto-fit, minmax(128px, 1fr)); gap: 10px; }
+.counts { display: grid; grid-template-columns: repeat(auto-fit, minmax(106px, 1fr)); gap: 10px; }
 .count {
   background: var(--paper); border: 1px solid var(--line); border-radius: 8px; padding: 10px 14px;
   display: flex; flex-direction: column;
@@ -143,6 +143,8 @@ svg.chart .mark { stroke: #fff; stroke-width: 0.8; }
 svg.chart .threshold { stroke: #c0392b; stroke-width: 1.2; stroke-dasharray: 6 4; }
 svg.chart text.threshold-label { fill: #c0392b; font-size: 10.5px; }
 svg.chart .fitline { stroke: #34495e; stroke-width: 1.5; }
+svg.chart .tm-window { fill: #2ca02c; opacity: 0.08; }
+svg.chart .range { stroke: #2ca02c; stroke-width: 3; opacity: 0.5; }
 svg.chart .unity { stroke: #7f8c8d; stroke-width: 1; stroke-dasharray: 3 3; }
 svg.chart .errbar { stroke: var(--ink); stroke-width: 1.2; fill: none; }
 svg.chart text.equation { fill: var(--ink); font-size: 12px; }
@@ -207,7 +209,33 @@ td.notes { min-width: 16em; max-width: 36em; }
   margin: 0 3px 2px 0; white-space: nowrap;
 }
 .flag.skip { background: var(--bad-soft); color: var(--bad); border-color: #f2b8b5; }
+button.flag { font: inherit; font-size: 0.8rem; cursor: pointer; padding: 1px 9px; }
+button.flag:hover { border-color: var(--warn); }
+button.flag.on { background: var(--warn); color: #fff; border-color: var(--warn); }
+button.flag.skip.on { background: var(--bad); color: #fff; border-color: var(--bad); }
 .note { display: block; color: var(--muted); font-size: 0.78rem; }
+td.notes:target { background: var(--warn-soft); box-shadow: inset 3px 0 0 #e0a040; }
+td.wells-list { color: var(--muted); font-size: 0.8rem; }
+.badge {
+  display: inline-block; background: var(--accent); color: #fff; border-radius: 8px;
+  padding: 0 6px; font-size: 0.68rem; font-weight: 600; vertical-align: 1px; letter-spacing: 0.02em;
+}
+td.num.used { background: rgba(31, 95, 168, 0.05); font-weight: 500; }
+a.why { color: var(--faint); text-decoration: none; white-space: nowrap; }
+a.why span, .why-sample {
+  color: var(--bad); font-size: 0.72rem; border-bottom: 1px dotted var(--bad); font-weight: 400;
+}
+a.why:hover span { color: var(--ink); border-bottom-style: solid; }
+.filter {
+  display: flex; flex-wrap: wrap; align-items: center; gap: 8px; margin: 0 0 10px;
+  background: var(--warn-soft); border-radius: 6px; padding: 6px 12px; font-size: 0.88rem;
+}
+.filter[hidden] { display: none; }
+.filter button {
+  font: inherit; font-size: 0.82rem; border: 1px solid #b9c5d3; background: var(--paper);
+  border-radius: 5px; padding: 2px 10px; cursor: pointer;
+}
+tbody tr[hidden] { display: none; }
 footer { color: var(--faint); font-size: 0.8rem; padding: 12px 32px 28px; }
 
 @media (max-width: 700px) {
@@ -302,6 +330,10 @@ inline constexpr const char kReportScript[] = R"js(
     });
     return order.map(function (k) { return { key: k, items: map.get(k) }; });
   }
+
+  var options = data.options || {};
+  var cqName = options.cqMethod === 'sigmoid' ? 'sigmoid' : 'linear';
+  function cqOf(w) { return cqName === 'sigmoid' ? w.ctSigmoid : w.ctLinear; }
 
   var severalRuns = new Set(wells.map(function (w) { return w.run; })
     .concat((data.runs || []).map(function (r) { return r.id; }))).size > 1;
@@ -736,9 +768,13 @@ inline constexpr const char kReportScript[] = R"js(
     hoverSeries(c, function (s) {
       var w = s.well, lines = wellLines(w);
       lines.push('Ct ' + fixed(w.ctLinear, 2) + ' (linear) \u00b7 ' + fixed(w.ctSigmoid, 2) +
-        ' (sigmoid)');
+        ' (sigmoid); statistics use ' + cqName);
       if (isNum(w.quantity)) lines.push('Quantity ' + sig(w.quantity, 4));
       if (w.flags.length) lines.push('Flags: ' + w.flags.join(', '));
+      // The reasons too when the Ct the statistics use is missing.
+      if (!isNum(cqOf(w))) {
+        w.notes.slice(0, 3).forEach(function (note) { lines.push(note); });
+      }
       return lines;
     });
     legend(card, c, amp.colour, 'line');
@@ -759,7 +795,12 @@ inline constexpr const char kReportScript[] = R"js(
 
   function standardCard(host, sc) {
     var card = el('figure', { 'class': 'card' }, host);
-    title(card, sc.target, sc.run, sc.ct.length + ' standard points');
+    var meta = sc.ct.length + ' standard points \u00b7 Ct ' + cqName;
+    if (isNum(sc.log10QuantityMin) && isNum(sc.log10QuantityMax)) {
+      meta += ' \u00b7 linear range log\u2081\u2080 q ' + fixed(sc.log10QuantityMin, 1) +
+        '\u2013' + fixed(sc.log10QuantityMax, 1);
+    }
+    title(card, sc.target, sc.run, meta);
     var xs = [], ys = [];
     sc.log10Quantity.forEach(function (x, i) {
       if (isNum(x) && isNum(sc.ct[i])) { xs.push(x); ys.push(sc.ct[i]); }
@@ -768,10 +809,10 @@ inline constexpr const char kReportScript[] = R"js(
     // this curve.
     var unknowns = wells.filter(function (w) {
       return w.run === sc.run && w.target === sc.target && w.sampleType !== 'std' &&
-        isNum(w.quantity) && w.quantity > 0 && isNum(w.ctLinear);
+        isNum(w.quantity) && w.quantity > 0 && isNum(cqOf(w));
     });
     var allX = xs.concat(unknowns.map(function (w) { return Math.log10(w.quantity); }));
-    var allY = ys.concat(unknowns.map(function (w) { return w.ctLinear; }));
+    var allY = ys.concat(unknowns.map(function (w) { return cqOf(w); }));
     if (!allX.length) {
       el('p', { 'class': 'empty' }, card, sc.note || 'No standard point with a Ct.');
       return;
@@ -787,7 +828,7 @@ inline constexpr const char kReportScript[] = R"js(
     var ypad = (yhi - ylo) * 0.04 || 1;
     var c = makeChart(card, {
       x: linearAxis(xlo - xpad, xhi + xpad, 7, 0), y: linearAxis(ylo - ypad, yhi + ypad, 6, 0),
-      xLabel: 'log\u2081\u2080 quantity', yLabel: 'Ct (cycles)',
+      xLabel: 'log\u2081\u2080 quantity', yLabel: 'Ct, ' + cqName + ' (cycles)',
       label: 'Standard curve of ' + sc.target
     });
     c.series = [];
@@ -802,21 +843,36 @@ inline constexpr const char kReportScript[] = R"js(
       svg('title', null, dot, 'Standard: log\u2081\u2080 q = ' + sig(x, 4) + ', Ct = ' +
         fixed(ys[i], 2));
     });
+    if (line && isNum(sc.log10QuantityMin) && isNum(sc.log10QuantityMax)) {
+      // The linear range fitted, as a band along the foot of the plot.
+      var foot = c.m.t + c.ph - 2;
+      svg('line', { x1: px(c.X(sc.log10QuantityMin)), x2: px(c.X(sc.log10QuantityMax)),
+        y1: foot, y2: foot, 'class': 'range' }, c.plot);
+    }
     unknowns.forEach(function (w) {
-      var x = px(c.X(Math.log10(w.quantity))), y = px(c.Y(w.ctLinear));
+      var x = px(c.X(Math.log10(w.quantity))), y = px(c.Y(cqOf(w)));
       var diamond = 'M' + x + ' ' + (y - 5) + 'L' + (x + 5) + ' ' + y + 'L' + x + ' ' + (y + 5) +
         'L' + (x - 5) + ' ' + y + 'Z';
       var d = svg('path', { d: diamond, fill: 'none', stroke: '#1f77b4', 'stroke-width': 1.4 },
         c.plot);
       svg('title', null, d, 'Well ' + w.well + ', ' + w.sample + ': quantity ' +
-        sig(w.quantity, 4) + ', Ct ' + fixed(w.ctLinear, 2));
+        sig(w.quantity, 4) + ', Ct ' + fixed(cqOf(w), 2));
     });
     var lines = [];
     if (isNum(sc.slope)) {
       lines.push('y = ' + fixed(sc.slope, 4) + ' x ' + (sc.intercept < 0 ? '\u2212 ' : '+ ') +
         fixed(Math.abs(sc.intercept), 3));
     }
-    if (isNum(sc.efficiency)) lines.push('E = ' + fixed(sc.efficiency * 100, 1) + ' %');
+    if (isNum(sc.efficiency)) {
+      var e = 'E = ' + fixed(sc.efficiency * 100, 1) + ' %';
+      if (isNum(sc.efficiencyLow) && isNum(sc.efficiencyHigh)) {
+        e += ' (' + fixed(sc.efficiencyLow * 100, 1) + '\u2013' +
+          fixed(sc.efficiencyHigh * 100, 1) + ' %)';
+      } else if (isNum(sc.efficiencyLow)) {
+        e += ' (\u2265 ' + fixed(sc.efficiencyLow * 100, 1) + ' %)';
+      }
+      lines.push(e);
+    }
     if (isNum(sc.rSquared)) lines.push('R\u00b2 = ' + fixed(sc.rSquared, 4));
     // The fitted line falls to the right, so the free corner is top right.
     lines.forEach(function (line, i) {
@@ -827,6 +883,11 @@ inline constexpr const char kReportScript[] = R"js(
     var k1 = el('span', { 'class': 'key' }, box);
     el('i', { 'class': 'dot' }, k1).style.background = '#2ca02c';
     el('span', null, k1, 'standards');
+    if (line && isNum(sc.log10QuantityMin) && isNum(sc.log10QuantityMax)) {
+      var kr = el('span', { 'class': 'key' }, box);
+      el('i', null, kr).style.background = '#9fd49f';
+      el('span', null, kr, 'linear range');
+    }
     if (unknowns.length) {
       var k2 = el('span', { 'class': 'key' }, box);
       var sw = el('i', { 'class': 'dot' }, k2);
@@ -847,7 +908,7 @@ inline constexpr const char kReportScript[] = R"js(
 
   function quantityCard(host, run, target, list) {
     var card = el('figure', { 'class': 'card' }, host);
-    title(card, target, run, list.length + ' samples');
+    title(card, target, run, list.length + ' samples \u00b7 ' + methodOf(list));
     var values = [1];
     list.forEach(function (q) {
       [q.rq, q.lower, q.upper].forEach(function (v) { if (isNum(v) && v > 0) values.push(v); });
@@ -883,7 +944,7 @@ inline constexpr const char kReportScript[] = R"js(
         width: px(barWidth), height: px(Math.max(1, Math.abs(base - y))),
         fill: colours.target.get(target) || '#1f77b4', opacity: 0.85 }, c.plot);
       svg('title', null, bar, q.sample + ': RQ ' + sig(q.rq, 4) + ' [' + sig(q.lower, 4) + ', ' +
-        sig(q.upper, 4) + '], \u0394\u0394Ct ' + fixed(q.deltaDeltaCt, 3));
+        sig(q.upper, 4) + '], \u0394\u0394Ct ' + fixed(q.deltaDeltaCt, 3) + ' (' + q.method + ')');
       if (isNum(q.lower) && isNum(q.upper) && q.lower > 0 && q.upper > 0) {
         var y0 = px(c.Y(q.lower)), y1 = px(c.Y(q.upper)), w = barWidth / 4;
         svg('path', { d: 'M' + px(cx) + ' ' + y0 + 'V' + y1 + 'M' + px(cx - w) + ' ' + y0 + 'H' +
@@ -891,6 +952,24 @@ inline constexpr const char kReportScript[] = R"js(
       }
     });
     if (rotate) c.svg.setAttribute('viewBox', '0 0 ' + c.W + ' ' + (c.H + 40));
+  }
+
+  // The method of a chart's quantities as its title says it: "ΔΔCt, factor
+  // 2", or "Pfaffl" with the factors when they are the same for every sample.
+  function methodOf(list) {
+    var pfaffl = list.filter(function (q) { return q.method === 'Pfaffl'; });
+    if (!pfaffl.length) return '\u0394\u0394Ct, factor 2';
+    var text = 'Pfaffl';
+    var first = pfaffl[0];
+    var same = pfaffl.every(function (q) {
+      return q.targetFactor === first.targetFactor && q.referenceFactor === first.referenceFactor;
+    });
+    if (same && isNum(first.targetFactor) && isNum(first.referenceFactor)) {
+      text += ', factors ' + fixed(first.targetFactor, 3) + ' (target), ' +
+        fixed(first.referenceFactor, 3) + ' (reference)';
+    }
+    if (pfaffl.length < list.length) text += '; \u0394\u0394Ct for the rest';
+    return text;
   }
 
   function renderQuantities() {
@@ -961,6 +1040,16 @@ inline constexpr const char kReportScript[] = R"js(
       label: 'Melting curves of ' + target
     });
     c.series = [];
+    // The expected Tm range, when one was given, shaded behind the curves.
+    var wlo = isNum(options.tmMin) ? Math.max(options.tmMin, tlo) : tlo;
+    var whi = isNum(options.tmMax) ? Math.min(options.tmMax, thi) : thi;
+    if ((isNum(options.tmMin) || isNum(options.tmMax)) && whi > wlo) {
+      var band = svg('rect', { x: px(c.X(wlo)), y: c.m.t, width: px(c.X(whi) - c.X(wlo)),
+        height: c.ph, 'class': 'tm-window' }, c.plot);
+      svg('title', null, band, 'Expected Tm ' + (!isNum(options.tmMax) ? 'from ' +
+        fixed(options.tmMin, 1) : !isNum(options.tmMin) ? 'up to ' + fixed(options.tmMax, 1)
+        : fixed(options.tmMin, 1) + '\u2013' + fixed(options.tmMax, 1)) + ' \u00b0C');
+    }
     var labels = [];  // placed Tm labels, so that equal peaks are labelled once
     drawn.forEach(function (w) {
       var colour = colourOf(w, melt.colour);
@@ -1049,6 +1138,54 @@ inline constexpr const char kReportScript[] = R"js(
     });
   }
 
+  // ----- flag filter --------------------------------------------------------
+
+  // Clicking a flag of the summary's flag table shows only the wells that
+  // carry it in the wells table; clicking it again, or "Show all wells",
+  // shows every well again.
+  function flagFilter() {
+    var table = document.getElementById('well-table');
+    var panel = document.getElementById('flag-table');
+    var status = document.getElementById('well-filter');
+    if (!table || !panel || !status) return;
+    var buttons = Array.prototype.slice.call(panel.querySelectorAll('button.flag'));
+    var active = null;
+    function carries(w, button) {
+      if (button.hasAttribute('data-skip')) return !w.analyzed;
+      return (w.flags || []).indexOf(button.getAttribute('data-flag')) >= 0;
+    }
+    function apply(button) {
+      active = button;
+      var shown = 0;
+      Array.prototype.forEach.call(table.tBodies[0].rows, function (row) {
+        var w = wells[Number(row.getAttribute('data-well'))];
+        var show = !button || (w !== undefined && carries(w, button));
+        row.hidden = !show;
+        if (show) ++shown;
+      });
+      buttons.forEach(function (b) {
+        b.classList.toggle('on', b === button);
+        b.setAttribute('aria-pressed', b === button ? 'true' : 'false');
+      });
+      status.textContent = '';
+      status.hidden = !button;
+      if (!button) return;
+      el('span', null, status, 'Showing the ' + shown + (shown === 1 ? ' well' : ' wells') +
+        ' flagged \u201c' + button.getAttribute('data-flag') + '\u201d.');
+      el('button', { type: 'button' }, status, 'Show all wells')
+        .addEventListener('click', function () { apply(null); });
+    }
+    buttons.forEach(function (b) {
+      b.setAttribute('aria-pressed', 'false');
+      b.title = 'Show only these wells in the wells table';
+      b.addEventListener('click', function (event) {
+        event.stopPropagation();
+        apply(active === b ? null : b);
+        if (active) document.getElementById('wells').scrollIntoView();
+      });
+    });
+  }
+
   // ----- page ---------------------------------------------------------------
 
   // The initial view can be chosen in the URL, e.g. report.html?scale=log&fit=1:
@@ -1090,6 +1227,7 @@ inline constexpr const char kReportScript[] = R"js(
   renderQuantities();
   renderMelting();
   Array.prototype.forEach.call(document.querySelectorAll('table.sortable'), sortable);
+  flagFilter();
 
   var body = document.body;
   body.setAttribute('data-charts', String(chartCount));
