@@ -4,6 +4,7 @@
 #include <atomic>
 #include <exception>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -73,7 +74,13 @@ PlateResult analyzePlate(const Plate& plate, const AnalysisOptions& options, con
     const std::size_t threads =
         std::min<std::size_t>(std::max(1u, options.threads), melting.size());
     std::vector<std::thread> pool;
-    for (std::size_t t = 1; t < threads; ++t) pool.emplace_back(worker);
+    for (std::size_t t = 1; t < threads; ++t) {
+      try {
+        pool.emplace_back(worker);
+      } catch (const std::system_error&) {
+        break;  // no more threads to be had: the ones running share the work
+      }
+    }
     worker();
     for (std::thread& t : pool) t.join();
     if (failure) std::rethrow_exception(failure);

@@ -19,6 +19,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -279,7 +280,13 @@ int main(int argc, char** argv) {
       runJob(work[i], options, chosen, progress);
   };
   std::vector<std::thread> pool;
-  for (std::size_t t = 1; t < threads; ++t) pool.emplace_back(worker);
+  for (std::size_t t = 1; t < threads; ++t) {
+    try {
+      pool.emplace_back(worker);
+    } catch (const std::system_error&) {
+      break;  // no more threads to be had: the ones running share the plates
+    }
+  }
   worker();
   for (std::thread& t : pool) t.join();
   progress.finish();
