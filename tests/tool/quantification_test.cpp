@@ -467,7 +467,8 @@ TEST(Pfaffl, PlateWithKnownEfficiencies) {
   EXPECT_NEAR(q.rq, 10.0, 0.5);
   // Delta-delta Ct takes the target's 3.9 cycles as 2^3.9, about 15.
   options.rqMethod = RqMethod::deltaDeltaCt;
-  const RelativeQuantity& d = rqOf(analyzePlate(plate, options), "T", "treated");
+  const PlateResult byDdCt = analyzePlate(plate, options);
+  const RelativeQuantity& d = rqOf(byDdCt, "T", "treated");
   EXPECT_NEAR(d.rq, std::pow(2.0, stepT), 1.0);
 }
 
