@@ -1,15 +1,11 @@
 #include "analysis.h"
 
 #include <algorithm>
-#include <atomic>
-#include <exception>
-#include <mutex>
-#include <system_error>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include "CorvelAlg.h"
+#include "parallel.h"
 #include "quality.h"
 #include "units.h"
 
@@ -56,34 +52,10 @@ PlateResult analyzePlate(const Plate& plate, const AnalysisOptions& options, con
     std::vector<WellResult*> melting;
     for (WellResult& well : result.wells)
       if (well.hasMelt()) melting.push_back(&well);
-    std::atomic<std::size_t> next{0};
-    std::exception_ptr failure;
-    std::mutex failureMutex;
-    const auto worker = [&] {
-      try {
-        for (std::size_t i = next++; i < melting.size(); i = next++) {
-          analyzeMelting(*melting[i], options);
-          if (done) done(1);
-        }
-      } catch (...) {
-        const std::lock_guard<std::mutex> lock(failureMutex);
-        if (!failure) failure = std::current_exception();
-        next = melting.size();  // the others stop too
-      }
-    };
-    const std::size_t threads =
-        std::min<std::size_t>(std::max(1u, options.threads), melting.size());
-    std::vector<std::thread> pool;
-    for (std::size_t t = 1; t < threads; ++t) {
-      try {
-        pool.emplace_back(worker);
-      } catch (const std::system_error&) {
-        break;  // no more threads to be had: the ones running share the work
-      }
-    }
-    worker();
-    for (std::thread& t : pool) t.join();
-    if (failure) std::rethrow_exception(failure);
+    forEachInParallel(melting.size(), std::max(1u, options.threads), [&](std::size_t i) {
+      analyzeMelting(*melting[i], options);
+      if (done) done(1);
+    });
   }
   assessQuality(result);
   return result;

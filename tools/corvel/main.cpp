@@ -9,7 +9,6 @@
 // independent and are analysed in parallel threads.
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -19,7 +18,6 @@
 #include <map>
 #include <set>
 #include <string>
-#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -28,6 +26,7 @@
 #include "csv_writer.h"
 #include "html_report.h"
 #include "json_writer.h"
+#include "parallel.h"
 #include "plate.h"
 #include "progress.h"
 #include "summary.h"
@@ -274,21 +273,8 @@ int main(int argc, char** argv) {
   options.threads = std::max(1u, budget / static_cast<unsigned>(threads));
   // Counted in wells, announced as each plate is read.
   Progress progress("analysing", 0, !quiet && stderrIsTerminal());
-  std::atomic<std::size_t> next{0};
-  const auto worker = [&] {
-    for (std::size_t i = next++; i < work.size(); i = next++)
-      runJob(work[i], options, chosen, progress);
-  };
-  std::vector<std::thread> pool;
-  for (std::size_t t = 1; t < threads; ++t) {
-    try {
-      pool.emplace_back(worker);
-    } catch (const std::system_error&) {
-      break;  // no more threads to be had: the ones running share the plates
-    }
-  }
-  worker();
-  for (std::thread& t : pool) t.join();
+  forEachInParallel(work.size(), threads,
+                    [&](std::size_t i) { runJob(work[i], options, chosen, progress); });
   progress.finish();
 
   int status = kExitOk;
